@@ -1,0 +1,13 @@
+# Every dependency comes from a Debian package and is found here, once.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(YAML REQUIRED IMPORTED_TARGET yaml-0.1)
+pkg_check_modules(PCRE2 REQUIRED IMPORTED_TARGET libpcre2-8)
+find_package(OpenSSL REQUIRED COMPONENTS Crypto)
+find_package(ICU REQUIRED COMPONENTS uc)
+find_package(nlohmann_json 3.10 REQUIRED)
+if(TESSIK_BUILD_TESTS)
+  find_package(GTest REQUIRED)
+endif()
+if(TESSIK_BUILD_BENCH)
+  find_package(benchmark REQUIRED)
+endif()
