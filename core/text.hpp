@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
+#include <iosfwd>
 #include <string>
 #include <string_view>
 
@@ -65,6 +66,9 @@ std::string text_form(const Value& v);
 // mappings "{k: v}" with their elements' literal forms.
 std::string repr(const Value& v);
 std::string repr(std::string_view s);
+
+// Prints the quoted literal form (`repr`), so test failures read well.
+std::ostream& operator<<(std::ostream& os, const Value& v);
 
 // The number of code points in `s` (an invalid byte counts as one).
 std::size_t code_point_count(std::string_view s);

@@ -5,7 +5,6 @@
 #include <string>
 
 #include "errors.hpp"
-#include "text.hpp"
 
 namespace tessik {
 namespace {
@@ -148,7 +147,9 @@ void Value::Mapping::set(Value key, Value value) {
 
 const Value& Value::Mapping::at(const Value& key) const {
   if (const Value* v = find(key)) return *v;
-  throw InvalidValueError("key not found: " + repr(key));
+  throw InvalidValueError(key.is_string() ? "key not found: '" + key.as_string() + "'"
+                                          : "key not found (a " +
+                                                std::string(Value::kind_name(key.kind())) + " key)");
 }
 
 const Value& Value::Mapping::at(std::string_view key) const { return at(Value(key)); }

@@ -28,7 +28,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <initializer_list>
-#include <iosfwd>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -163,9 +162,6 @@ class Value {
 // Hash consistent with equality (1 and 1.0 hash alike). Containers hash by
 // kind and size only, so hashing is constant-depth.
 std::size_t hash_value(const Value& v) noexcept;
-
-// Prints the quoted literal form (`repr`), so test failures read well.
-std::ostream& operator<<(std::ostream& os, const Value& v);
 
 }  // namespace tessik
 
