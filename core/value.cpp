@@ -147,9 +147,9 @@ void Value::Mapping::set(Value key, Value value) {
 
 const Value& Value::Mapping::at(const Value& key) const {
   if (const Value* v = find(key)) return *v;
-  throw InvalidValueError(key.is_string() ? "key not found: '" + key.as_string() + "'"
-                                          : "key not found (a " +
-                                                std::string(Value::kind_name(key.kind())) + " key)");
+  throw InvalidValueError(
+      key.is_string() ? "key not found: '" + key.as_string() + "'"
+                      : "key not found (a " + std::string(Value::kind_name(key.kind())) + " key)");
 }
 
 const Value& Value::Mapping::at(std::string_view key) const { return at(Value(key)); }

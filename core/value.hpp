@@ -65,8 +65,11 @@ class Value {
     Value* find(const Value& key);
     const Value* find(std::string_view key) const;
     Value* find(std::string_view key);
+    const Value* find(const char* key) const { return find(std::string_view(key)); }
+    Value* find(const char* key) { return find(std::string_view(key)); }
     bool contains(const Value& key) const { return find(key) != nullptr; }
     bool contains(std::string_view key) const { return find(key) != nullptr; }
+    bool contains(const char* key) const { return find(key) != nullptr; }
 
     // Stores `value` under `key`: a new key goes last, an existing key keeps
     // its position and takes the new value.
@@ -76,6 +79,7 @@ class Value {
     // is absent.
     const Value& at(const Value& key) const;
     const Value& at(std::string_view key) const;
+    const Value& at(const char* key) const { return at(std::string_view(key)); }
 
    private:
     friend class Value;
@@ -88,19 +92,19 @@ class Value {
   };
 
   Value() noexcept = default;
-  Value(std::nullptr_t) noexcept {}                     // NOLINT(google-explicit-constructor)
-  Value(bool b) noexcept : data_(b) {}                  // NOLINT(google-explicit-constructor)
-  Value(double d) noexcept : data_(d) {}                // NOLINT(google-explicit-constructor)
+  Value(std::nullptr_t) noexcept {}                       // NOLINT(google-explicit-constructor)
+  Value(bool b) noexcept : data_(b) {}                    // NOLINT(google-explicit-constructor)
+  Value(double d) noexcept : data_(d) {}                  // NOLINT(google-explicit-constructor)
   Value(std::string s) noexcept : data_(std::move(s)) {}  // NOLINT(google-explicit-constructor)
-  Value(std::string_view s) : data_(std::string(s)) {}  // NOLINT(google-explicit-constructor)
-  Value(const char* s) : data_(std::string(s)) {}       // NOLINT(google-explicit-constructor)
-  Value(Sequence s) noexcept : data_(std::move(s)) {}   // NOLINT(google-explicit-constructor)
-  Value(Mapping m) noexcept : data_(std::move(m)) {}    // NOLINT(google-explicit-constructor)
+  Value(std::string_view s) : data_(std::string(s)) {}    // NOLINT(google-explicit-constructor)
+  Value(const char* s) : data_(std::string(s)) {}         // NOLINT(google-explicit-constructor)
+  Value(Sequence s) noexcept : data_(std::move(s)) {}     // NOLINT(google-explicit-constructor)
+  Value(Mapping m) noexcept : data_(std::move(m)) {}      // NOLINT(google-explicit-constructor)
   // Any integer type except bool. Throws OverflowError for an unsigned value
   // above the 64-bit signed range.
   template <class T>
-    requires(std::is_integral_v<T> && !std::is_same_v<T, bool>)
-  Value(T i) : data_(checked_int(i)) {}  // NOLINT(google-explicit-constructor)
+  requires(std::is_integral_v<T> && !std::is_same_v<T, bool>) Value(T i)
+      : data_(checked_int(i)) {}  // NOLINT(google-explicit-constructor)
 
   Value(const Value& other);
   Value(Value&& other) noexcept;
