@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -97,6 +98,16 @@ class ValueBuilder final : public nlohmann::json_sax<Json> {
 };
 
 void append_json_string(std::string_view s, std::string& out) {
+  // Printable ASCII without quote or backslash needs no escaping, which is
+  // what keys and most text are; the rest goes through the library.
+  const bool plain = std::all_of(
+      s.begin(), s.end(), [](char c) { return c >= 0x20 && c < 0x7F && c != '"' && c != '\\'; });
+  if (plain) {
+    out.push_back('"');
+    out.append(s);
+    out.push_back('"');
+    return;
+  }
   out += Json(std::string(s)).dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
