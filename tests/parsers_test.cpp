@@ -1,0 +1,183 @@
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <tessik/agent_loader/front_matter.hpp>
+#include <tessik/agent_loader/guard_rails.hpp>
+#include <tessik/agent_loader/parsers.hpp>
+#include <tessik/errors.hpp>
+#include <tessik/logging_channels.hpp>
+#include <tessik/text.hpp>
+
+namespace tessik {
+namespace {
+
+namespace fs = std::filesystem;
+using Parts = std::pair<std::string, std::string>;  // front-matter, body
+
+TEST(FrontMatter, SplitsAtTheDelimiterLines) {
+  const struct {
+    const char* name;
+    std::string text;
+    std::optional<Parts> expected;
+  } cases[] = {
+      {"a second --- line belongs to the body", "---\na: 1\n---\nb\n---\nc\n",
+       Parts{"a: 1", "b\n---\nc\n"}},
+      {"four dashes close nothing", "---\na: 1\n----\nb\n---\nc", Parts{"a: 1\n----\nb", "c"}},
+      {"closing line without a line end", "---\na: 1\n---", std::nullopt},
+      {"byte-order mark before the dashes", "\xEF\xBB\xBF---\na: 1\n---\nb\n", std::nullopt},
+      {"blank first line", "\n---\na: 1\n---\nb\n", std::nullopt},
+      {"dashes followed by text", "---name: x\n---\nb\n", std::nullopt},
+      {"delimiters back to back", "---\n---\nbody\n", std::nullopt},
+      {"one empty line between delimiters", "---\n\n---\nbody\n", Parts{"", "body\n"}},
+      {"blank lines after delimiters go, indentation stays", "---\n\n  a: 1\n---\n\n\n  b\n",
+       Parts{"  a: 1", "  b\n"}},
+      {"information separators are white space", "--- \x1C\na: 1\n---\x1F\nb", Parts{"a: 1", "b"}},
+      {"non-ASCII white space", "---\u00A0\na: 1\n---\u2028\nb", Parts{"a: 1", "b"}},
+      {"the zero-width space is not white space", "---\u200B\na: 1\n---\nb", std::nullopt},
+  };
+  for (const auto& c : cases) {
+    const auto split = detail::split_front_matter(c.text);
+    ASSERT_EQ(split.has_value(), c.expected.has_value()) << c.name;
+    if (split) {
+      EXPECT_EQ(Parts(split->front_matter, split->body), *c.expected) << c.name;
+    }
+  }
+}
+
+// A backtracking engine would retry its lazy scan once per blank line here.
+TEST(FrontMatter, BlankRunsStayLinear) {
+  EXPECT_FALSE(detail::split_front_matter("---" + std::string(300'000, '\n') + "x"));
+  // The blank run gives its last line feed back to the closing line.
+  const std::string closed = "---" + std::string(300'000, '\n') + "---\nb";
+  const auto split = detail::split_front_matter(closed);
+  ASSERT_TRUE(split);
+  EXPECT_EQ(Parts(split->front_matter, split->body), Parts("", "b"));
+}
+
+class DefinitionParsers : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    std::string tmpl = (fs::temp_directory_path() / "tessik-parsers-XXXXXX").string();
+    ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
+    dir_ = tmpl;
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  fs::path write(const std::string& name, const std::string& bytes) {
+    std::ofstream(dir_ / name, std::ios::binary) << bytes;
+    return dir_ / name;
+  }
+
+  // Loads `path` and returns the failure's class name and message.
+  static std::pair<std::string, std::string> failure(const fs::path& path) {
+    try {
+      load_agent_definition(path);
+    } catch (const Error& e) {
+      return {std::string(e.class_name()), e.what()};
+    }
+    return {"(loaded)", ""};
+  }
+
+  fs::path dir_;
+};
+
+TEST_F(DefinitionParsers, ClaimsFilesBySuffixAlone) {
+  const YAMLAgentParser yaml;
+  const MarkdownAgentParser markdown;
+  for (const char* path : {"a/x.yaml", "x.yml", "a.b.yml", "no/such/x.yml"}) {
+    EXPECT_TRUE(yaml.can_parse(path) && !markdown.can_parse(path)) << path;
+  }
+  EXPECT_TRUE(markdown.can_parse("x.md") && markdown.can_parse("dir/x.md/"));
+  for (const char* path : {"x.YAML", "x.Md", ".md", "notes.md.", "x.md.bak"}) {
+    EXPECT_FALSE(yaml.can_parse(path) || markdown.can_parse(path)) << path;
+  }
+}
+
+TEST_F(DefinitionParsers, MarkdownBodyIsThePromptOnlyWithoutTheKey) {
+  const struct {
+    const char* name;
+    std::string text;
+    Value expected;
+  } cases[] = {
+      {"CR LF line ends read like LF", "---\r\nname: r\r\n---\r\nCheck\r\nit.\r\n", "Check\nit."},
+      {"the key wins over the body", "---\nname: r\nsystem_prompt: Short\n---\nLong.\n", "Short"},
+      {"an empty key keeps the body out", "---\nname: r\nsystem_prompt: ''\n---\nLong.\n", ""},
+      {"a null key keeps the body out", "---\nname: r\nsystem_prompt: ~\n---\nLong.\n", Value()},
+      {"a blank body leaves the default", "---\nname: r\n---\n \n\t\u3000\n", ""},
+      {"the body is trimmed of Unicode white space", "---\nname: r\n---\n\u2003Do it.\u0085\n",
+       "Do it."},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(load_agent_definition(write("a.md", c.text)).system_prompt, c.expected) << c.name;
+  }
+  const AgentDefinition yaml =
+      load_agent_definition(write("a.yml", "---\nname: r\nenabled: off\n"));
+  EXPECT_FALSE(yaml.enabled);
+}
+
+TEST_F(DefinitionParsers, FailuresKeepTheirKind) {
+  fs::create_directory(dir_ / "dir.md");
+  const fs::path too_big = write("big.yaml", "name: x\n");
+  fs::resize_file(too_big, MAX_DEFINITION_FILE_BYTES + 1);
+  fs::create_symlink("/dev/zero", dir_ / "zero.md");
+  const std::string no_name = "Agent definition missing required 'name' field in ";
+  const struct {
+    const char* name;
+    fs::path path;
+    std::string kind;
+    std::string message;  // exact when not empty
+  } cases[] = {
+      {"no parser for an upper-case suffix, path as given", "./a//Reviewer.YAML", "ValueError",
+       "No parser for agent definition file: ./a//Reviewer.YAML"},
+      {"a missing .md file is claimed, then fails to read", dir_ / "none.md", "FileNotFoundError",
+       ""},
+      {"a directory named like a definition", dir_ / "dir.md", "IsADirectoryError", ""},
+      {"a device is not read", dir_ / "zero.md", "OSError", ""},
+      {"a file over the size limit", too_big, "ValueError", ""},
+      {"invalid UTF-8", write("bad.yaml", "name: \xFF\n"), "UnicodeDecodeError", ""},
+      {"markdown without front-matter", write("plain.md", "# T\n"), "ValueError",
+       "No YAML front-matter found in " + path_text(dir_ / "plain.md")},
+      {"an empty file is the empty mapping", write("e.yaml", "# only\n"), "ValueError",
+       no_name + path_text(dir_ / "e.yaml")},
+      {"false is the empty mapping", write("f.yaml", "false\n"), "ValueError",
+       no_name + path_text(dir_ / "f.yaml")},
+      {"true is no mapping", write("t.yaml", "true\n"), "TypeError", ""},
+      {"a sequence front-matter is no mapping", write("s.md", "---\n- a\n---\nb\n"), "TypeError",
+       ""},
+      {"two documents", write("two.yaml", "name: a\n---\nname: b\n"), "YAMLError", ""},
+      {"a built-in agent's prompt must be text", write("w.yaml", "name: wynn\nsystem_prompt: 3\n"),
+       "TypeError", ""},
+  };
+  for (const auto& c : cases) {
+    const auto [kind, message] = failure(c.path);
+    EXPECT_EQ(kind, c.kind) << c.name << ": " << message;
+    if (!c.message.empty()) {
+      EXPECT_EQ(message, c.message) << c.name;
+    }
+  }
+}
+
+TEST_F(DefinitionParsers, OnlyBuiltInNamesGetTheGuardRails) {
+  const std::string prompt = "Review.\n\n<!-- ANTI-PATTERNS\n- a\n-->";
+  // The prompt a definition named `name` ends up with, and whether the merge
+  // was attempted: it changed the prompt or warned about a missing document.
+  const auto load = [&](const std::string& name) {
+    ScopedLogCapture capture(Log::agent);
+    Value loaded = load_agent_definition(write("a.md", "---\nname: " + name + "\n---\n" + prompt))
+                       .system_prompt;
+    return std::pair{loaded, loaded != Value(prompt) || !capture.messages().empty()};
+  };
+  const auto [corvin, corvin_merged] = load("corvin");
+  EXPECT_TRUE(corvin_merged);
+  EXPECT_EQ(corvin, detail::prepend_guard_rails(prompt));
+  for (const char* other : {"Corvin", "my-reviewer", "'corvin '"}) {
+    EXPECT_EQ(load(other), std::pair(Value(prompt), false)) << other;
+  }
+}
+
+}  // namespace
+}  // namespace tessik
