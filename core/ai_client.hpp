@@ -43,10 +43,10 @@ namespace tessik {
 // `stop_reason` as absent, `iterations_used` as 1 and `hit_iteration_cap`
 // as false.
 struct CompletionResult {
-  std::string text;                        // the model's final reply, possibly empty
-  std::optional<std::string> stop_reason;  // e.g. "end_turn", "max_tokens", "refusal"
-  std::optional<std::int64_t> iterations_used;  // tool-use iterations spent
-  std::optional<bool> hit_iteration_cap;        // stopped at `max_iterations`
+  std::string text{};  // the model's final reply, possibly empty
+  std::optional<std::string> stop_reason{};  // e.g. "end_turn", "max_tokens", "refusal"
+  std::optional<std::int64_t> iterations_used{};  // tool-use iterations spent
+  std::optional<bool> hit_iteration_cap{};        // stopped at `max_iterations`
 };
 
 // A tool handler: receives the model's tool input, returns the tool's result.
@@ -68,21 +68,21 @@ class ReviewerTool {
 
 // Named options of `AIClient::complete`.
 struct CompleteOptions {
-  Value system;            // the system blocks: a sequence of block mappings
-  std::string cache_key;   // key of the reusable part of the request
-  std::string agent_name;  // the agent making the call, for the client's records
+  Value system{};            // the system blocks: a sequence of block mappings
+  std::string cache_key{};   // key of the reusable part of the request
+  std::string agent_name{};  // the agent making the call, for the client's records
   std::int64_t max_tokens = 0;
 };
 
 // Named options of `AIClient::complete_with_tools`.
 struct ToolCompleteOptions {
-  Value system;  // the system blocks: a sequence of block mappings
-  Value tools;   // the tool definitions shown to the model, a sequence
-  std::map<std::string, ToolHandler> tool_handlers;  // tool name -> handler
+  Value system{};  // the system blocks: a sequence of block mappings
+  Value tools{};   // the tool definitions shown to the model, a sequence
+  std::map<std::string, ToolHandler> tool_handlers{};  // tool name -> handler
   std::int64_t max_iterations = 0;                   // tool-use iteration cap
-  std::string agent_name;
+  std::string agent_name{};
   std::int64_t max_tokens = 0;
-  Value output_config;  // constraint on the reply's shape, passed through
+  Value output_config{};  // constraint on the reply's shape, passed through
   bool reasoning_enabled = false;
 };
 

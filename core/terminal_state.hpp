@@ -63,14 +63,14 @@ inline constexpr std::size_t MAX_REPLY_BYTES = std::size_t{4} << 20;
 // The classifier's result. `state` is "findings", "clean" or "error";
 // `payload` is a mapping (see the header comment).
 struct TerminalState {
-  std::string state;
-  Value payload;
+  std::string state{};
+  Value payload{};
 };
 
 // What the classifier knows about one completion.
 struct ReplyFacts {
-  std::string_view raw_text;               // the model's final reply text
-  std::optional<std::string> stop_reason;  // absent when the client did not say
+  std::string_view raw_text{};               // the model's final reply text
+  std::optional<std::string> stop_reason{};  // absent when the client did not say
   std::int64_t iterations_used = 1;        // tool-use iterations spent
   std::int64_t max_iterations = 5;         // the agent's iteration cap
   bool hit_iteration_cap = false;          // the client stopped at the cap

@@ -78,9 +78,9 @@ class AgentProtocol {
 // The reviewer tools an agent may hand its client; each may be absent. The
 // caller owns them and shares them between all agents of a run.
 struct ReviewerTools {
-  std::shared_ptr<ReviewerTool> read_file_tool;
-  std::shared_ptr<ReviewerTool> read_lines_tool;
-  std::shared_ptr<ReviewerTool> find_code_tool;
+  std::shared_ptr<ReviewerTool> read_file_tool{};
+  std::shared_ptr<ReviewerTool> read_lines_tool{};
+  std::shared_ptr<ReviewerTool> find_code_tool{};
 };
 
 // A definition bound to a client, a reply token budget and optional tools.
