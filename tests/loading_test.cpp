@@ -17,6 +17,8 @@
 #include <string>
 #include <vector>
 
+#include "fake_client.hpp"
+
 namespace tessik {
 namespace {
 
@@ -71,11 +73,6 @@ std::string markdown(const std::string& name, const std::string& role = "") {
   return "---\n" + yaml(name, role) + "---\nReview the diff.\n";
 }
 
-class NullClient final : public AIClient {
- public:
-  CompletionResult complete(const Value&, const CompleteOptions&) override { return {}; }
-};
-
 std::vector<std::string> names(const std::vector<LoadedAgent>& agents) {
   std::vector<std::string> out;
   for (const auto& agent : agents) out.push_back(agent.name());
@@ -116,7 +113,7 @@ using Lines = std::vector<std::string>;
 
 class LoadingTest : public ::testing::Test {
  protected:
-  std::shared_ptr<AIClient> client_ = std::make_shared<NullClient>();
+  std::shared_ptr<AIClient> client_ = std::make_shared<testing::ExampleClient>();
   TempDir tmp_;
 };
 
@@ -209,15 +206,27 @@ TEST_F(LoadingTest, ParserListChoosesTheFirstClaimingParserOnly) {
 }
 
 TEST_F(LoadingTest, EveryAgentSharesTheCallersClientTokensAndTools) {
-  const fs::path dir = tmp_.mkdir("builtin");
   tmp_.write("builtin/a.yaml", yaml("alpha"));
   tmp_.write("builtin/b.yaml", yaml("beta"));
-  const fs::path custom = tmp_.mkdir("custom");
+  tmp_.write("custom/b.yaml", yaml("beta", "custom"));
   tmp_.write("custom/c.yaml", yaml("gamma"));
-  // TODO(loading): check client and tool identity once LoadedAgent exposes them.
-  const auto agents = load_all_agents(
-      AIConfig{.ai_max_tokens = 777, .custom_agents_dir = custom.string()}, client_, dir.string());
-  EXPECT_EQ(names(agents), (Lines{"alpha", "beta", "gamma"}));
+  const AIConfig config{.ai_max_tokens = 777, .custom_agents_dir = (tmp_ / "custom").string()};
+  const ReviewerTools tools{.read_file_tool = testing::FakeTool::named("read_file"),
+                            .find_code_tool = testing::FakeTool::named("find_code")};
+
+  const auto with_tools = load_all_agents(config, client_, (tmp_ / "builtin").string(), tools);
+  ASSERT_EQ(names(with_tools), (Lines{"alpha", "beta", "gamma"}));
+  for (const auto& agent : with_tools) {
+    EXPECT_EQ(agent.client(), client_) << agent.name();
+    EXPECT_EQ(agent.max_tokens(), 777) << agent.name();
+    EXPECT_EQ(agent.tools().read_file_tool, tools.read_file_tool) << agent.name();
+    EXPECT_EQ(agent.tools().read_lines_tool, nullptr) << agent.name();
+    EXPECT_EQ(agent.tools().find_code_tool, tools.find_code_tool) << agent.name();
+  }
+  for (const auto& agent : load_all_agents(config, client_, (tmp_ / "builtin").string())) {
+    EXPECT_EQ(agent.tools().read_file_tool, nullptr) << agent.name();
+    EXPECT_EQ(agent.tools().find_code_tool, nullptr) << agent.name();
+  }
 }
 
 // ---- built-in / custom merge ---------------------------------------------
