@@ -165,7 +165,8 @@ TEST_F(LoadingTest, LaterBuiltinWithSameNameTakesTheEarlierPosition) {
   tmp_.write("builtin/b.yaml", yaml("mid"));
   tmp_.write("builtin/c.yaml", yaml("dup", "from-c"));
 
-  const auto agents = load_all_agents(AIConfig{.ai_max_tokens = 100}, client_, dir.string());
+  const auto agents = load_all_agents(AIConfig{.ai_max_tokens = 100, .custom_agents_dir = {}},
+                                      client_, dir.string());
   ASSERT_EQ(names(agents), (Lines{"dup", "mid"}));
   EXPECT_EQ(role(agents[0]), "from-c");
   EXPECT_TRUE(log.lines().empty());
@@ -469,7 +470,8 @@ TEST_F(LoadingTest, ShippedAgentsCarryTheirAntiPatternsInsideTheGuardRails) {
   const fs::path agents_dir = fs::path(TESSIK_TEST_SOURCE_DIR) / "agents";
   EXPECT_EQ(fs::canonical(detail::agents_dir()), fs::canonical(agents_dir));
 
-  const auto agents = load_all_agents(AIConfig{.ai_max_tokens = 1}, client_);
+  const auto agents =
+      load_all_agents(AIConfig{.ai_max_tokens = 1, .custom_agents_dir = {}}, client_);
   ASSERT_EQ(names(agents), (Lines{"corvin", "hesper", "peregrin", "wynn"}));
   EXPECT_TRUE(log.lines().empty()) << log.lines().front();
   for (const auto& agent : agents) {
