@@ -162,8 +162,7 @@ ExampleClient::Responder throwing(std::exception_ptr failure) {
 
 TEST(CallSite, TessikErrorIsTaggedAndRethrownAsTheSameObject) {
   for (const bool tools : {false, true}) {
-    const std::string site =
-        tools ? "ExampleClient.complete_with_tools" : "ExampleClient.complete";
+    const std::string site = tools ? "ExampleClient.complete_with_tools" : "ExampleClient.complete";
     auto client = std::make_shared<ExampleClient>(tools);
     // A stale tag from an earlier call site is replaced.
     TypeError original("bad request body");
@@ -188,8 +187,7 @@ TEST(CallSite, TessikErrorIsTaggedAndRethrownAsTheSameObject) {
 
 TEST(CallSite, ForeignFailureBecomesATaggedClientErrorNestingIt) {
   for (const bool tools : {false, true}) {
-    const std::string site =
-        tools ? "ExampleClient.complete_with_tools" : "ExampleClient.complete";
+    const std::string site = tools ? "ExampleClient.complete_with_tools" : "ExampleClient.complete";
     auto client = std::make_shared<ExampleClient>(tools);
     client->set_responder(throwing(std::make_exception_ptr(std::out_of_range("HTTP 503"))));
     const LoadedAgent agent(definition(), client, 1, {.read_file_tool = FakeTool::named("r")});

@@ -30,7 +30,8 @@ struct RecordedCall {
 // client's type name.
 class ExampleClient : public AIClient {
  public:
-  using Responder = std::function<CompletionResult(const Value& messages, const std::string& agent)>;
+  using Responder =
+      std::function<CompletionResult(const Value& messages, const std::string& agent)>;
 
   explicit ExampleClient(bool offers_tools = false, CompletionResult reply = {})
       : offers_tools_(offers_tools), reply_(std::move(reply)) {}

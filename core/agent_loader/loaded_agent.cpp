@@ -28,8 +28,8 @@ AgentVerdict clean_verdict(const Value::Mapping& payload, const std::string& nam
   const Value* summary = payload.find("summary");
   Value shown = "";
   if (summary && summary->truthy()) {
-    shown = summary->is_string() ? Value(first_code_points(summary->as_string(), kLogCut))
-                                 : *summary;
+    shown =
+        summary->is_string() ? Value(first_code_points(summary->as_string(), kLogCut)) : *summary;
   }
   Log::agent.info("[tessik]     [%s] verdict=clean confidence=%s summary=%r", name,
                   payload.find("confidence"), shown);

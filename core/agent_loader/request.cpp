@@ -2,10 +2,10 @@
 
 #include <openssl/evp.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <memory>
-#include <algorithm>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -189,8 +189,7 @@ ReviewRequest assemble_request(std::span<const FileChange> changes,
   request.system_blocks = Value(std::move(blocks));
 
   std::string& user = request.user_content;
-  user.reserve(request.shared_context.size() + REVIEW_SENTENCE.size() +
-               REVIEW_INSTRUCTIONS.size());
+  user.reserve(request.shared_context.size() + REVIEW_SENTENCE.size() + REVIEW_INSTRUCTIONS.size());
   user += request.shared_context;
   user += REVIEW_SENTENCE;
   user += REVIEW_INSTRUCTIONS;
