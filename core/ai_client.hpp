@@ -117,8 +117,9 @@ class AIClient {
 namespace detail {
 
 // The cache-control marker of a system block that the client may keep in
-// its prompt cache for one hour: {"type": "ephemeral", "ttl": "1h"}.
-extern const Value CACHE_CONTROL_1H;
+// its prompt cache for one hour. Inline, so that it is ready before any
+// static initialiser that includes this header uses it.
+inline const Value CACHE_CONTROL_1H = Value::Mapping{{"type", "ephemeral"}, {"ttl", "1h"}};
 
 // The unqualified name in a demangled C++ type name: namespaces, enclosing
 // classes and template arguments removed ("a::b<c::d>::E<int>" -> "E",
