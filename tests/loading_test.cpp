@@ -241,9 +241,9 @@ TEST_F(LoadingTest, CustomAgentsMergeByName) {
   };
   const Case cases[] = {
       {"custom replaces the built-in in place and a new name is appended",
-       {{"b.yaml", yaml("beta", "custom")}, {"g.yaml", yaml("gamma", "custom")}},
-       {"alpha:builtin", "beta:custom", "gamma:custom"},
-       {"INFO Custom agent 'beta' overrides built-in agent"}},
+       {{"a.yaml", yaml("alpha", "custom")}, {"g.yaml", yaml("gamma", "custom")}},
+       {"alpha:custom", "beta:builtin", "gamma:custom"},
+       {"INFO Custom agent 'alpha' overrides built-in agent"}},
       {"a disabled custom agent neither replaces nor removes",
        {{"b.yaml", yaml("beta", "custom", /*enabled=*/false)}},
        {"alpha:builtin", "beta:builtin"},
