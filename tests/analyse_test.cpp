@@ -147,6 +147,7 @@ TEST(Analyse, ErrorPathCountsCodePointsAndLogsTheWholeReplyAtDebug) {
 // Absent result fields reach the classifier as: no stop reason, 1 iteration,
 // cap not hit; the cap is the definition's even without tools.
 TEST(Analyse, CompletionFactsReachTheClassifier) {
+  const LogCapture quiet;
   const struct {
     CompletionResult reply;
     const char* code;
@@ -232,6 +233,7 @@ TEST(BuildFindingsVerdict, PositionLineShowsTheRawPlacement) {
 }
 
 TEST(Analyse, ConcurrentAnalysesOnASharedClientMatchSerialOnes) {
+  const LogCapture quiet;  // and checks that emitting is safe from several threads
   auto client = std::make_shared<ExampleClient>(/*offers_tools=*/true);
   client->responder = [](const Value& messages, const std::string& agent) -> CompletionResult {
     if (agent == "corvin") return {R"({"status": "clean", "summary": "ok", "confidence": 0.5})"};
