@@ -250,14 +250,14 @@ TEST(Analyse, ConcurrentAnalysesOnASharedClientMatchSerialOnes) {
   const SharedAnalysisResult shared{{"Go"}, {"io"}, "s"};
   const auto review_all = [&] {
     std::vector<AgentVerdict> verdicts;
-    for (int i = 0; i < 6; ++i) {
+    for (int i = 0; i < 3; ++i) {
       const std::vector<FileChange> changes{{"f" + std::to_string(i), std::string(i * 13, 'd')}};
       for (const LoadedAgent& a : agents) verdicts.push_back(a.analyse(changes, &shared));
     }
     return verdicts;
   };
   const std::vector<AgentVerdict> serial = review_all();
-  std::vector<std::vector<AgentVerdict>> parallel(8);
+  std::vector<std::vector<AgentVerdict>> parallel(4);
   std::vector<std::thread> threads;
   for (auto& out : parallel) threads.emplace_back([&out, &review_all] { out = review_all(); });
   for (std::thread& t : threads) t.join();
