@@ -95,18 +95,6 @@ TEST(ClassifyTerminalState, Table) {
   }
 }
 
-TEST(ClassifyTerminalState, MessagesNameTheProblem) {
-  const auto message = [](ReplyFacts facts) {
-    return to_json(*classify_terminal_state(facts).payload.find("error")->find("message"));
-  };
-  EXPECT_NE(message({.raw_text = R"({"findings": []})"}).find("no \\\"status\\\""),
-            std::string::npos);
-  EXPECT_NE(message({.raw_text = R"({"status": "done"})"}).find("'done'"), std::string::npos);
-  EXPECT_NE(message({.raw_text = "", .max_iterations = 7, .hit_iteration_cap = true})
-                .find("cap of 7 iterations"),
-            std::string::npos);
-}
-
 // The schema's enums must match what the finding parser and the reply
 // contract accept, and each shape must require what the classifier requires.
 TEST(OutputConfig, ConstrainsRepliesToTheThreeShapes) {
