@@ -12,7 +12,10 @@
 namespace tessik::detail {
 
 // The built-in agents directory, absolute, with symbolic links resolved as
-// far as the path exists. In a build tree it is the repository's `agents/`
+// far as the path exists. An installed library uses the package's
+// share/tessik_agents/agents, found relative to the library's own file (or
+// to the program a static library is linked into), so the installation may
+// be moved; otherwise, as in a build tree, it is the repository's `agents/`
 // (beside `core/`). Computed once, on first use, and never changed; the
 // directory need not exist (a missing guard-rails document is then reported
 // by the guard-rails merge, a missing directory by the directory loader).

@@ -1,0 +1,173 @@
+#include <gtest/gtest.h>
+
+#include <exception>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include <tessik/agent_loader/agent.hpp>
+#include <tessik/agent_loader/request.hpp>
+#include <tessik/errors.hpp>
+#include <tessik/finding_schema.hpp>
+#include <tessik/text.hpp>
+
+#include "fake_client.hpp"
+
+namespace tessik {
+namespace {
+
+using testing::ExampleClient;
+using testing::FakeTool;
+
+const CompletionResult kClean{R"({"status": "clean", "summary": "Read it.", "confidence": 0.9})"};
+const std::vector<FileChange> kChanges{{"a.txt", "-x\n+y"}};
+
+AgentDefinition definition() {
+  AgentDefinition d;
+  d.name = "wynn";
+  d.system_prompt = "Look for slow code.";
+  d.max_tool_iterations = 3;
+  return d;
+}
+
+const detail::ReviewRequest kRequest = detail::assemble_request(kChanges, nullptr, definition());
+const Value kMessages =
+    Value::Sequence{Value::Mapping{{"role", "user"}, {"content", kRequest.user_content}}};
+
+testing::RecordedCall run(bool offers_tools, const ReviewerTools& tools = {}) {
+  auto client = std::make_shared<ExampleClient>(offers_tools, kClean);
+  LoadedAgent(definition(), client, 4096, tools).analyse(kChanges);
+  EXPECT_EQ(client->calls().size(), 1u);
+  return client->calls().at(0);
+}
+
+TEST(Dispatch, PlainPathWithoutToolsOrWithoutToolUse) {
+  std::vector<std::string> asked;
+  const testing::RecordedCall calls[] = {
+      run(/*offers_tools=*/true),  // no tools: plain even when tools are offered
+      run(/*offers_tools=*/false, {.read_file_tool = FakeTool::named("read", &asked)}),
+  };
+  for (const testing::RecordedCall& call : calls) {
+    ASSERT_EQ(call.method, "complete");
+    EXPECT_EQ(call.messages, kMessages);
+    EXPECT_EQ(call.plain->system, kRequest.system_blocks);
+    EXPECT_EQ(call.plain->cache_key, "38696b6c0a8df3ac");
+    EXPECT_EQ(call.plain->agent_name, "wynn");
+    EXPECT_EQ(call.plain->max_tokens, 4096);
+  }
+  EXPECT_TRUE(asked.empty()) << "the plain path never asks for tool definitions";
+}
+
+TEST(Dispatch, ToolPathPassesToolsInFixedOrderWithHandlersCapSchemaAndReasoning) {
+  std::vector<std::string> asked;
+  const testing::RecordedCall call = run(true, {.read_file_tool = FakeTool::named("rf", &asked),
+                                                .read_lines_tool = FakeTool::named("rl", &asked),
+                                                .find_code_tool = FakeTool::named("fc", &asked)});
+  ASSERT_EQ(call.method, "complete_with_tools");
+  EXPECT_EQ(call.messages, kMessages);
+  const ToolCompleteOptions& o = *call.tools;
+  EXPECT_EQ(o.system, kRequest.system_blocks);
+  EXPECT_EQ(o.tools,
+            (Value::Sequence{Value::Mapping{{"name", "rf"}}, Value::Mapping{{"name", "rl"}},
+                             Value::Mapping{{"name", "fc"}}}));
+  EXPECT_EQ(asked, (std::vector<std::string>{"rf", "rl", "fc", "rf", "rl", "fc"}));
+  EXPECT_EQ(o.max_iterations, 3);
+  EXPECT_EQ(o.agent_name, "wynn");
+  EXPECT_EQ(o.max_tokens, 4096);
+  EXPECT_EQ(o.output_config, output_config_for_three_state());
+  EXPECT_TRUE(o.reasoning_enabled);
+  ASSERT_EQ(o.tool_handlers.size(), 3u);
+  EXPECT_EQ(o.tool_handlers.at("rl")(7), (Value::Mapping{{"tool", "rl"}, {"echo", 7}}));
+
+  const ToolCompleteOptions one = *run(true, {.find_code_tool = FakeTool::named("fc")}).tools;
+  EXPECT_EQ(one.tools, (Value::Sequence{Value::Mapping{{"name", "fc"}}}));
+  EXPECT_EQ(one.tool_handlers.size(), 1u);
+}
+
+TEST(Dispatch, ToolsReportingOneNameKeepTheLaterHandler) {
+  const Value read = Value::Mapping{{"name", "read"}};
+  const ToolCompleteOptions o =
+      *run(true, {.read_file_tool = std::make_shared<FakeTool>(read, "first"),
+                  .find_code_tool = std::make_shared<FakeTool>(read, "second")})
+           .tools;
+  EXPECT_EQ(o.tools.as_sequence().size(), 2u);
+  ASSERT_EQ(o.tool_handlers.size(), 1u);
+  EXPECT_EQ(*o.tool_handlers.at("read")(1).find("tool"), Value("second"));
+}
+
+TEST(Dispatch, ToolDefinitionWithoutTextNameFailsBeforeTheCallUntagged) {
+  for (const Value& bad :
+       {Value(Value::Mapping{{"title", "x"}}), Value(Value::Mapping{{"name", 3}}), Value("x")}) {
+    auto client = std::make_shared<ExampleClient>(/*offers_tools=*/true, kClean);
+    const LoadedAgent agent(definition(), client, 1,
+                            {.read_lines_tool = std::make_shared<FakeTool>(bad, "bad")});
+    try {
+      agent.analyse(kChanges);
+      ADD_FAILURE() << bad << ": no failure";
+    } catch (const Error& e) {
+      EXPECT_EQ(e.call_site(), std::nullopt) << bad;
+    }
+    EXPECT_TRUE(client->calls().empty()) << bad;
+  }
+}
+
+// A tessik::Error comes back as the very object thrown, its earlier tag
+// replaced; anything else as a ClientError with the same message nesting it.
+TEST(CallSite, ClientFailuresAreTaggedOnBothPaths) {
+  TypeError tagged_before("bad body");
+  tagged_before.set_call_site("Old.complete");
+  for (const bool tool_path : {false, true}) {
+    const std::string site =
+        tool_path ? "ExampleClient.complete_with_tools" : "ExampleClient.complete";
+    for (const std::exception_ptr& failure :
+         {std::make_exception_ptr(tagged_before), std::make_exception_ptr(std::out_of_range("503")),
+          std::make_exception_ptr(42)}) {
+      auto client = std::make_shared<ExampleClient>(tool_path);
+      client->responder = [failure](const Value&, const std::string&) -> CompletionResult {
+        std::rethrow_exception(failure);
+      };
+      const LoadedAgent agent(definition(), client, 1, {.find_code_tool = FakeTool::named("f")});
+      try {
+        agent.analyse(kChanges);
+        ADD_FAILURE() << site << ": no failure";
+      } catch (const TypeError& e) {
+        EXPECT_EQ(e.call_site(), site);
+        try {
+          std::rethrow_exception(failure);
+        } catch (const TypeError& thrown) {
+          EXPECT_EQ(&thrown, &e) << "not the object the client threw";
+        }
+      } catch (const ClientError& e) {
+        EXPECT_EQ(e.call_site(), site);
+        try {
+          e.rethrow_nested();
+        } catch (const std::out_of_range&) {
+          EXPECT_STREQ(e.what(), "503");
+        } catch (int) {
+        }
+      }
+    }
+  }
+}
+
+template <class T>
+struct TemplatedClient final : AIClient {
+  CompletionResult complete(const Value&, const CompleteOptions&) override { return {}; }
+};
+
+TEST(TypeName, IsTheDynamicTypeWithoutNamespacesOrTemplateArguments) {
+  EXPECT_EQ(ExampleClient().type_name(), "ExampleClient");
+  const std::unique_ptr<AIClient> templated = std::make_unique<TemplatedClient<std::string>>();
+  EXPECT_EQ(templated->type_name(), "TemplatedClient");
+  EXPECT_THROW(templated->complete_with_tools(Value::Sequence{}, {}), TypeError);
+  for (const auto& [demangled, name] : {std::pair{"(anonymous namespace)::D", "D"},
+                                        {"ns::E<std::map<int, x::Y>, 3>", "E"},
+                                        {"Outer<a::b>::Inner<c::d>", "Inner"},
+                                        {"run()::Local", "Local"}}) {
+    EXPECT_EQ(detail::unqualified_type_name(demangled), name) << demangled;
+  }
+}
+
+}  // namespace
+}  // namespace tessik
