@@ -92,8 +92,8 @@ std::vector<LoadedAgent> sample_agents(const std::shared_ptr<AIClient>& client,
 }
 
 TEST(Concurrency, EightThreadsMatchOneThread) {
-  Log::agent.set_sink([](const LogRecord&) {});
-  Log::position.set_sink([](const LogRecord&) {});
+  const ScopedLogCapture agent_lines(Log::agent, LogLevel::warning);
+  const ScopedLogCapture position_lines(Log::position, LogLevel::warning);
   auto client = std::make_shared<DeterministicClient>();
   ReviewerTools tools{std::make_shared<CountingTool>("read_file"),
                       std::make_shared<CountingTool>("read_lines"),
