@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <functional>
+#include <random>
 #include <string>
 
 #include "errors.hpp"
@@ -49,6 +50,27 @@ bool shallow_equal(const Value& a, const Value& b) noexcept {
   return false;
 }
 
+// Keys come from untrusted files and replies: every hash goes through a
+// finaliser keyed by a per-process seed, so nobody can pick keys offline that
+// all land in one bucket of a mapping's index.
+std::uint64_t mix(std::uint64_t x) noexcept {
+  static const std::uint64_t seed = [] {
+    std::random_device device;
+    return (static_cast<std::uint64_t>(device()) << 32) ^ device();
+  }();
+  x ^= seed;
+  x ^= x >> 30;
+  x *= 0xbf58476d1ce4e5b9ULL;
+  x ^= x >> 27;
+  x *= 0x94d049bb133111ebULL;
+  x ^= x >> 31;
+  return x;
+}
+
+std::size_t hash_string(std::string_view s) noexcept {
+  return mix(std::hash<std::string_view>{}(s));
+}
+
 }  // namespace
 
 std::size_t hash_value(const Value& v) noexcept {
@@ -59,17 +81,17 @@ std::size_t hash_value(const Value& v) noexcept {
     case K::boolean:
       return v.as_bool() ? 0x51ed27ULL : 0x51ed26ULL;
     case K::integer:
-      return std::hash<std::int64_t>{}(v.as_int());
+      return mix(static_cast<std::uint64_t>(v.as_int()));
     case K::floating: {
       const double d = v.as_float();
       if (std::isfinite(d) && d == std::trunc(d) && d >= -9223372036854775808.0 &&
           d < 9223372036854775808.0) {
-        return std::hash<std::int64_t>{}(static_cast<std::int64_t>(d));
+        return mix(static_cast<std::uint64_t>(static_cast<std::int64_t>(d)));
       }
-      return std::hash<double>{}(d);
+      return mix(std::hash<double>{}(d));
     }
     case K::string:
-      return std::hash<std::string>{}(v.as_string());
+      return hash_string(v.as_string());
     case K::sequence:
       return 0x5e9ULL ^ v.as_sequence().size();
     case K::mapping:
@@ -118,7 +140,7 @@ const Value* Value::Mapping::find(std::string_view key) const {
     }
     return nullptr;
   }
-  auto [first, last] = index_.equal_range(std::hash<std::string_view>{}(key));
+  auto [first, last] = index_.equal_range(hash_string(key));
   for (auto it = first; it != last; ++it) {
     const Entry& e = entries_[it->second];
     if (e.first.is_string() && e.first.as_string() == key) return &e.second;

@@ -163,8 +163,8 @@ class Value {
   std::variant<std::monostate, bool, std::int64_t, double, std::string, Sequence, Mapping> data_;
 };
 
-// Hash consistent with equality (1 and 1.0 hash alike). Containers hash by
-// kind and size only, so hashing is constant-depth.
+// Hash consistent with equality (1 and 1.0 hash alike), seeded per process so that keys cannot be
+// chosen to collide. Containers hash by kind and size only, so hashing is constant-depth.
 std::size_t hash_value(const Value& v) noexcept;
 
 }  // namespace tessik
