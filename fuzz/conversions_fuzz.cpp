@@ -1,0 +1,50 @@
+// The conversions and text forms on fuzzed values: the first byte picks how
+// the rest becomes a Value (a string, or JSON for any kind of value).
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include <tessik/errors.hpp>
+#include <tessik/json.hpp>
+#include <tessik/text.hpp>
+
+#include "fuzz_support.hpp"
+
+namespace {
+
+void exercise(const tessik::Value& v) {
+  try {
+    (void)tessik::to_int(v);
+  } catch (const tessik::Error&) {
+  }
+  try {
+    (void)tessik::to_float(v);
+  } catch (const tessik::Error&) {
+  }
+  try {
+    (void)tessik::text_form(v);
+    (void)tessik::repr(v);
+  } catch (const tessik::Error&) {
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  if (size == 0) return 0;
+  const auto rest = tessik::fuzz::as_text(data + 1, size - 1);
+  if (data[0] & 1) {
+    exercise(tessik::Value(rest));
+    (void)tessik::title(rest);
+    (void)tessik::lower(rest);
+    (void)tessik::strip(rest);
+    (void)tessik::first_code_points(rest, data[0] >> 1);
+    (void)tessik::code_point_count(rest);
+  } else {
+    try {
+      exercise(tessik::parse_json(rest));
+    } catch (const tessik::Error&) {
+    }
+  }
+  return 0;
+}
