@@ -77,7 +77,9 @@ std::string_view first_code_points(std::string_view s, std::size_t n) {
 std::string path_text(const std::filesystem::path& p) {
   const std::string& s = p.native();
   if (s.empty()) return ".";
-  std::string out = s.front() == '/' ? "/" : "";
+  std::string out;
+  out.reserve(s.size());
+  if (s.front() == '/') out.push_back('/');
   std::string_view rest(s);
   bool first = true;
   while (!rest.empty()) {
@@ -91,7 +93,7 @@ std::string path_text(const std::filesystem::path& p) {
     if (slash == std::string_view::npos) break;
     rest.remove_prefix(slash + 1);
   }
-  if (out.empty()) out = ".";
+  if (out.empty()) out.push_back('.');
   return out;
 }
 
