@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "limits.hpp"
 #include "value.hpp"
 
 namespace tessik {
@@ -13,7 +14,7 @@ namespace tessik {
 // The deepest nesting of arrays and objects that `parse_json` accepts. The
 // parser itself never recurses; the limit keeps the Values it builds to a
 // depth that every consumer can walk.
-inline constexpr std::size_t kJsonMaxDepth = 512;
+inline constexpr std::size_t kJsonMaxDepth = limits::kJsonDepth;
 
 // Parses one JSON text into a Value, without an intermediate document.
 // The grammar is strict RFC 8259: no comments, no trailing commas, nothing

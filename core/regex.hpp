@@ -32,6 +32,7 @@
 #include <string>
 #include <string_view>
 #include <vector>
+#include "limits.hpp"
 
 namespace tessik::detail {
 
@@ -61,10 +62,10 @@ struct RegexLimits {
   // quadratically on a large text.
   static RegexLimits for_subject(std::size_t subject_size) noexcept;
 };
-inline constexpr std::uint32_t REGEX_BASE_STEPS = 100'000;
-inline constexpr std::uint32_t REGEX_STEPS_PER_BYTE = 4;
-inline constexpr std::uint32_t REGEX_DEPTH_LIMIT = 1'000;
-inline constexpr std::uint32_t REGEX_HEAP_LIMIT_KIB = 8 * 1024;
+inline constexpr std::uint32_t REGEX_BASE_STEPS = limits::kRegexBaseSteps;
+inline constexpr std::uint32_t REGEX_STEPS_PER_BYTE = limits::kRegexStepsPerByte;
+inline constexpr std::uint32_t REGEX_DEPTH_LIMIT = limits::kRegexDepth;
+inline constexpr std::uint32_t REGEX_HEAP_LIMIT_KIB = limits::kRegexHeapKiB;
 
 class Regex {
  public:

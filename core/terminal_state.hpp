@@ -51,6 +51,7 @@
 #include <string>
 #include <string_view>
 
+#include "limits.hpp"
 #include "value.hpp"
 
 namespace tessik {
@@ -58,7 +59,7 @@ namespace tessik {
 // The largest reply text that is parsed: 4 MiB. A reply is bounded by the
 // token budget of its request, so anything larger is not a genuine answer
 // and is refused without spending time and memory on it.
-inline constexpr std::size_t MAX_REPLY_BYTES = std::size_t{4} << 20;
+inline constexpr std::size_t MAX_REPLY_BYTES = limits::kReplyBytes;
 
 // The classifier's result. `state` is "findings", "clean" or "error";
 // `payload` is a mapping (see the header comment).

@@ -25,6 +25,7 @@
 #include <string>
 #include <string_view>
 
+#include "limits.hpp"
 #include "value.hpp"
 
 namespace tessik {
@@ -107,7 +108,7 @@ std::size_t code_point_count(std::string_view s);
 std::string_view first_code_points(std::string_view s, std::size_t n);
 
 // The largest file `read_text_file` reads unless told otherwise: 64 MiB.
-inline constexpr std::size_t kMaxTextFileBytes = std::size_t{64} << 20;
+inline constexpr std::size_t kMaxTextFileBytes = limits::kTextFileBytes;
 
 // Reads a whole regular file as strict UTF-8 and turns every CR LF pair and
 // every lone CR into LF. A leading byte-order mark is kept.

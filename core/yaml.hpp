@@ -15,28 +15,29 @@
 #include <cstddef>
 #include <string_view>
 
+#include "limits.hpp"
 #include "value.hpp"
 
 namespace tessik {
 
 // The largest text `load_yaml` accepts, in bytes (8 MiB). Larger text is
 // refused before any parsing.
-inline constexpr std::size_t kYamlMaxInputBytes = 8 * 1024 * 1024;
+inline constexpr std::size_t kYamlMaxInputBytes = limits::kYamlInputBytes;
 
 // The deepest nesting of sequences and mappings in a loaded document. A
 // top-level collection is level 1; a collection reached through an alias
 // counts at the depth where the alias stands, with its full height.
-inline constexpr std::size_t kYamlMaxDepth = 512;
+inline constexpr std::size_t kYamlMaxDepth = limits::kYamlDepth;
 
 // The most nodes (scalars, sequences and mappings) a loaded document may
 // expand to. An alias counts as every node of the subtree it repeats, so an
 // alias bomb is refused when it is read, before anything is copied.
-inline constexpr std::size_t kYamlMaxNodes = 1'000'000;
+inline constexpr std::size_t kYamlMaxNodes = limits::kYamlNodes;
 
 // The most scalar text, in bytes, a loaded document may expand to, counted
 // like kYamlMaxNodes (an alias counts all the text of what it repeats).
 // Keys count as well as values.
-inline constexpr std::size_t kYamlMaxScalarBytes = 64 * 1024 * 1024;
+inline constexpr std::size_t kYamlMaxScalarBytes = limits::kYamlScalarBytes;
 
 // Loads the single YAML document in `text` (UTF-8; a leading byte-order mark
 // is skipped) and returns its value. An empty stream, or one holding only

@@ -55,6 +55,7 @@
 #include <memory>
 #include <vector>
 
+#include "../limits.hpp"
 #include "definition.hpp"
 
 namespace tessik {
@@ -63,7 +64,7 @@ namespace tessik {
 // definition. A larger file fails with InvalidValueError ("file too large")
 // before any of it is read, so a hostile file cannot make a load take
 // unbounded memory or time.
-inline constexpr std::uintmax_t MAX_DEFINITION_FILE_BYTES = 4u * 1024u * 1024u;
+inline constexpr std::uintmax_t MAX_DEFINITION_FILE_BYTES = limits::kDefinitionFileBytes;
 
 // One definition file format. Implementations hold no mutable state, so one
 // instance may serve any number of threads.
