@@ -30,7 +30,6 @@ class ReplayClient final : public AIClient {
   explicit ReplayClient(std::filesystem::path directory) : directory_(std::move(directory)) {}
 
   CompletionResult complete(const Value& messages, const CompleteOptions& options) override;
-  std::string type_name() const override { return "ReplayClient"; }
 
   // The recorded result for `agent_name`; what `complete` returns.
   CompletionResult replay(const std::string& agent_name) const;
@@ -44,7 +43,6 @@ class ReplayClient final : public AIClient {
 class OfflineClient final : public AIClient {
  public:
   CompletionResult complete(const Value& messages, const CompleteOptions& options) override;
-  std::string type_name() const override { return "OfflineClient"; }
 };
 
 }  // namespace tessik::cli

@@ -1,0 +1,130 @@
+#include "agent_set.hpp"
+
+#include <algorithm>
+#include <istream>
+#include <iterator>
+
+#include <tessik/errors.hpp>
+#include <tessik/json.hpp>
+#include <tessik/text.hpp>
+
+#include "diff_split.hpp"
+
+namespace tessik::cli {
+namespace {
+
+// The token budget given to every loaded agent. Replies are recorded, so it
+// only shows in the requests; it matches a common reviewer setting.
+constexpr std::int64_t MAX_TOKENS = 8192;
+
+void route_channels(LogSink sink) {
+  Log::agent.set_sink(sink);
+  Log::position.set_sink(std::move(sink));
+}
+
+}  // namespace
+
+LogCapture::LogCapture(LogLevel level) {
+  Log::agent.set_level(level);
+  Log::position.set_level(level);
+  route_channels([this](const LogRecord& r) {
+    lines_.push_back({r.level, std::string(r.message)});
+  });
+}
+
+LogCapture::~LogCapture() {
+  Log::agent.set_level(LogLevel::warning);
+  Log::position.set_level(LogLevel::warning);
+  route_channels(nullptr);
+}
+
+std::vector<std::string> LogCapture::warnings() const {
+  std::vector<std::string> out;
+  for (const Line& l : lines_) {
+    if (l.level >= LogLevel::warning) out.push_back(l.message);
+  }
+  return out;
+}
+
+const LoadedAgent* AgentSet::find(const std::string& name) const {
+  auto it = std::find_if(agents.begin(), agents.end(),
+                         [&](const LoadedAgent& a) { return a.name() == name; });
+  return it == agents.end() ? nullptr : &*it;
+}
+
+bool AgentSet::overrides_builtin(const std::string& name) const {
+  return custom_names.contains(name) && builtin_names.contains(name);
+}
+
+std::string AgentSet::origin(const std::string& name) const {
+  if (!custom_names.contains(name)) return "built-in";
+  return overrides_builtin(name) ? "custom, overrides built-in" : "custom";
+}
+
+AgentSet load_agent_set(const ParsedArgs& args, std::shared_ptr<AIClient> client) {
+  const std::optional<std::string> builtin = args.value("builtin");
+  const AIConfig config{.ai_max_tokens = MAX_TOKENS, .custom_agents_dir = args.value("custom")};
+  AgentSet set;
+  {
+    LogCapture capture(LogLevel::info);
+    set.agents = load_all_agents(config, client, builtin);
+    set.warnings = capture.warnings();
+  }
+  // Where each agent came from: the built-in set alone, and the enabled
+  // custom definitions. Their log lines repeat the ones above.
+  LogCapture quiet(LogLevel::warning);
+  for (const LoadedAgent& a :
+       load_all_agents(AIConfig{.ai_max_tokens = MAX_TOKENS}, client, builtin)) {
+    set.builtin_names.insert(a.name());
+  }
+  for (const AgentDefinition& d : load_custom_agents(config.custom_agents_dir)) {
+    if (d.enabled) set.custom_names.insert(d.name);
+  }
+  return set;
+}
+
+std::vector<FileChange> read_changes(const ParsedArgs& args, std::istream& in) {
+  const std::optional<std::string> source = args.value("diff");
+  if (!source) throw UsageError("--diff FILE is required (\"-\" reads standard input)");
+  std::string text;
+  if (*source == "-") {
+    text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+  } else {
+    text = read_text_file(*source);
+  }
+  std::vector<FileChange> changes = split_unified_diff(text);
+  if (changes.empty()) {
+    throw InvalidValueError((*source == "-" ? std::string("standard input") : *source) +
+                            " holds no file changes: expected a unified diff as `git diff` "
+                            "writes it");
+  }
+  return changes;
+}
+
+std::optional<SharedAnalysisResult> read_shared(const ParsedArgs& args) {
+  const std::optional<std::string> file = args.value("shared");
+  if (!file) return std::nullopt;
+  const Value data = parse_json(read_text_file(*file));
+  if (!data.is_mapping()) throw InvalidValueError(*file + ": expected a JSON object");
+  auto texts = [&](const char* key) {
+    std::vector<std::string> out;
+    const Value* v = data.find(key);
+    if (v == nullptr || v->is_null()) return out;
+    if (!v->is_sequence()) throw InvalidValueError(*file + ": \"" + key + "\" must be a list");
+    for (const Value& item : v->as_sequence()) {
+      if (!item.is_string()) {
+        throw InvalidValueError(*file + ": \"" + key + "\" must hold strings, not " + repr(item));
+      }
+      out.push_back(item.as_string());
+    }
+    return out;
+  };
+  SharedAnalysisResult shared{.languages = texts("languages"), .risk_areas = texts("risk_areas")};
+  if (const Value* s = data.find("summary"); s != nullptr && !s->is_null()) {
+    if (!s->is_string()) throw InvalidValueError(*file + ": \"summary\" must be a string");
+    shared.summary = s->as_string();
+  }
+  return shared;
+}
+
+}  // namespace tessik::cli

@@ -1,0 +1,34 @@
+// The subcommands of tessik-agents: each declares its command line and runs
+// against already parsed arguments. One file per subcommand (cmd_*.cpp).
+#ifndef TESSIK_TOOLS_COMMANDS_HPP_
+#define TESSIK_TOOLS_COMMANDS_HPP_
+
+#include <vector>
+
+#include "cli.hpp"
+#include "cli_args.hpp"
+
+namespace tessik::cli {
+
+struct Command {
+  CommandSpec spec;
+  // Returns the exit status; may throw UsageError (status 2) or any other
+  // failure (reported by run_cli, status 1).
+  int (*run)(const ParsedArgs& args, const Io& io);
+};
+
+Command list_command();
+Command show_command();
+Command validate_command();
+Command prompt_command();
+Command review_command();
+
+// Options several commands share.
+OptionSpec builtin_option();
+OptionSpec custom_option();
+OptionSpec shared_option();
+OptionSpec json_option();
+
+}  // namespace tessik::cli
+
+#endif  // TESSIK_TOOLS_COMMANDS_HPP_
