@@ -3,6 +3,7 @@
 #define TESSIK_MODELS_HPP_
 
 #include <cstdint>
+#include <iosfwd>
 #include <optional>
 #include <string>
 #include <vector>
@@ -38,21 +39,27 @@ struct AIConfig {
 
 // One finding of one agent, normalised. `file_path`, `issue` and
 // `suggestion` are passed through from the model reply unconverted (strings
-// in practice); every other field has been converted and bounded.
+// in practice); every other field has been converted and bounded. The
+// replacement line count is 1 unless a code replacement is present; a
+// fractional count below 1 truncates to 0.
 struct AIReview {
-  Value file_path;
+  Value file_path{};
   std::int64_t line_number = 0;
-  std::string severity;  // "high", "medium", "low" or "info"
-  Value issue;
-  Value suggestion;
+  std::string severity{};  // "high", "medium", "low" or "info"
+  Value issue{};
+  Value suggestion{};
   double confidence = 0.7;
-  std::string category;  // "architecture", "security", "performance" or "code-quality"
-  std::string agent_name;
-  std::optional<std::vector<std::string>> code_replacement;
-  std::int64_t replacement_line_count = 1;  // 1..100
-  std::string language;
+  std::string category{};  // "architecture", "security", "performance" or "code-quality"
+  std::string agent_name{};
+  std::optional<std::vector<std::string>> code_replacement{};
+  std::int64_t replacement_line_count = 1;  // 0..100
+  std::string language{};
   friend bool operator==(const AIReview&, const AIReview&) = default;
 };
+
+// Prints every field of the finding, values in their quoted literal form,
+// for test failures and debugging.
+std::ostream& operator<<(std::ostream& os, const AIReview& review);
 
 }  // namespace tessik
 

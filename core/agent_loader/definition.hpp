@@ -1,4 +1,33 @@
 // The agent definition record and its construction from definition data.
+//
+// A definition file (see parsers.hpp) reduces to a mapping of keys, which
+// `detail::dict_to_definition` checks and turns into an `AgentDefinition`:
+//
+//   Value data = Value::Mapping{{"name", "arch-reviewer"}, {"version", 2}};
+//   AgentDefinition def = detail::dict_to_definition(data, "agents/arch.yaml");
+//   // def.display_name == "Arch-Reviewer", def.version == "2",
+//   // def.severity_default == "minor", def.max_tool_iterations == 5
+//
+// The keys of a definition, what an absent key defaults to, and how a present
+// value is converted ("the text form", "the truth value" and "the integer
+// conversion" are those of text.hpp and value.hpp):
+//
+//   key                  absent                conversion of a present value
+//   name                 (required)            none; must be a truthy string
+//   display_name         the name, title-cased none (stored as given)
+//   role                 ""                    none (stored as given)
+//   system_prompt        ""                    none (stored as given)
+//   focus_areas          empty sequence        sequence conversion (below)
+//   trigger_patterns     empty sequence        sequence conversion (below)
+//   expertise            ""                    text form
+//   severity_default     "minor"               none (stored as given)
+//   enabled              true                  truth value
+//   version              "1.0"                 text form
+//   max_tool_iterations  5                     integer conversion
+//
+// Every other key is ignored. A default applies only to an absent key: a key
+// present with null is converted like any other value, so `enabled: null`
+// gives false, `expertise: null` gives "None" and `focus_areas: null` fails.
 #ifndef TESSIK_AGENT_LOADER_DEFINITION_HPP_
 #define TESSIK_AGENT_LOADER_DEFINITION_HPP_
 
@@ -10,29 +39,63 @@
 
 namespace tessik {
 
-// One reviewer agent as its definition file describes it. Built only by
-// `detail::dict_to_definition` (through the parsers); never changed after its
-// parser returns it.
+// One reviewer agent as its definition file describes it: its name, its
+// prompt and a few settings.
+//
+// A plain record that validates nothing; build it with designated
+// initialisers or, from file data, with `detail::dict_to_definition`. Each
+// record owns its sequences. The parsers replace `system_prompt` once, right
+// after construction, when they prepend the guard rails (guard_rails.hpp);
+// nothing changes a definition after its parser returns it. Two records are
+// equal when all eleven fields are equal.
+//
+// `display_name`, `role`, `system_prompt`, `severity_default` and the
+// elements of `focus_areas` and `trigger_patterns` are strings in every
+// well-formed file, but they are stored exactly as the file gave them (a
+// number stays a number), so they are `Value`s.
 struct AgentDefinition {
-  std::string name;
-  Value display_name;   // strings in practice; stored unconverted
-  Value role;           // strings in practice; stored unconverted
-  Value system_prompt;  // strings in practice; stored unconverted
-  Value::Sequence focus_areas;
-  Value::Sequence trigger_patterns;
-  std::string expertise;
-  Value severity_default = "minor";
-  bool enabled = true;
-  std::string version = "1.0";
-  std::int64_t max_tool_iterations = 5;
+  std::string name;                      // identifies the agent; never empty when parsed
+  Value display_name;                    // shown to people; not interpreted here
+  Value role;                            // not interpreted here
+  Value system_prompt;                   // the agent's instructions to the model
+  Value::Sequence focus_areas;           // not interpreted here
+  Value::Sequence trigger_patterns;      // not interpreted here
+  std::string expertise;                 // not interpreted here
+  Value severity_default = "minor";      // severity of findings that bring none
+  bool enabled = true;                   // false: the agent is not loaded
+  std::string version = "1.0";           // not interpreted here
+  std::int64_t max_tool_iterations = 5;  // bound of the agent's tool-use loop
   friend bool operator==(const AgentDefinition&, const AgentDefinition&) = default;
 };
 
 namespace detail {
 
-// Builds a definition from a definition mapping, applying every default and
-// conversion of the definition keys. `source` names where the data came
-// from, for messages.
+// Builds a definition from definition data: checks the required "name",
+// applies the defaults of the other keys and converts their values (table
+// above). `source` names where the data came from; the parsers pass the text
+// form of the file's path. Logs nothing, catches nothing.
+//
+// Reads "name" first. Throws:
+//   - InvalidValueError "Agent definition missing required 'name' field in "
+//     followed by `source`, when "name" is absent or not truthy ("", null,
+//     false, 0, an empty sequence or mapping). A name of blanks is accepted
+//     and stored untrimmed.
+//   - TypeError when the name is truthy but not a string. The title-cased
+//     default display name is computed before "display_name" is read, so this
+//     fails even when "display_name" is given.
+//   - TypeError when "focus_areas" or "trigger_patterns" is null, a number or
+//     a boolean. A sequence is copied as is (elements unconverted), a string
+//     gives its characters (code points) as one-character strings, a mapping
+//     gives its keys in order.
+//   - InvalidValueError, OverflowError or TypeError from the integer
+//     conversion of "max_tool_iterations" (no range check: 0 and negative
+//     values are kept).
+//   - TypeError when `data` is not a mapping.
+// The remaining keys are read in the table's order and the first failing
+// conversion ends the call. Every conversion error names the key and
+// `source` in its message and keeps the kind of the underlying failure.
+//
+// Thread-safe; keeps no state.
 AgentDefinition dict_to_definition(const Value& data, std::string_view source = "");
 
 }  // namespace detail

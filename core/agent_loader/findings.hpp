@@ -1,31 +1,147 @@
-// Normalisation of one raw finding item of a model reply.
+// Normalisation of one raw finding item of a model reply into an AIReview.
+//
+// A reviewer agent's reply lists its findings as JSON objects that the model
+// wrote. They are read leniently, so that older reply habits keep working:
+//
+//   Value item = Value::Mapping{{"file_path", "src/db.py"}, {"line_number", "42"},
+//                               {"severity", "Critical"}, {"category", " Security "},
+//                               {"code_replacement", Value::Sequence{"```py", "x = 1", 7}}};
+//   std::optional<AIReview> f = detail::parse_finding_item(item, "hesper", agent.severity_default);
+//   // f->line_number == 42, f->severity == "high", f->category == "security",
+//   // f->code_replacement == {"~~~py", "x = 1"}, f->language == "python"
+//
+// - severity words of the older scale ("critical", "major", "minor",
+//   "suggestion") map onto the four-level scale, any unknown word is "low";
+// - a category that is not one of the four known ones is replaced by the
+//   reporting agent's own category;
+// - code replacement lines are reduced to strings and cannot close the
+//   fenced block they are later shown in;
+// - every missing key gets a default.
+//
+// Everything here is stateless and safe to call from several threads.
 #ifndef TESSIK_AGENT_LOADER_FINDINGS_HPP_
 #define TESSIK_AGENT_LOADER_FINDINGS_HPP_
 
 #include <cstdint>
-#include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "../models.hpp"
 #include "../value.hpp"
+#include "const_table.hpp"
 
 namespace tessik {
 
+// Sanitises the "code_replacement" of a finding item: the source lines that
+// should replace the faulty code, later placed inside a fenced suggestion
+// block whose fence is a line of three backticks.
+//
+// Returns nullopt unless `raw` is a sequence (null, a bare string - even a
+// multi-line one -, a number, a boolean, a mapping). Otherwise keeps the
+// string items in order, drops every other item, and passes each kept item
+// through `detail::escape`; kept items are otherwise untouched (not trimmed,
+// not split, empty strings kept). Returns nullopt when nothing is kept, so
+// the result is never an empty vector. Never fails.
 std::optional<std::vector<std::string>> filter_code_replacement(const Value& raw);
 
 namespace detail {
 
-extern const std::map<std::string, std::string, std::less<>> SEV_MAP;
-extern const std::set<std::string, std::less<>> KNOWN_CATEGORIES;
-extern const std::map<std::string, std::string, std::less<>> AGENT_CANONICAL_CATEGORY;
+// Lower-cased severity word -> the severity stored in a finding: the older
+// scale ("critical", "major", "minor", "suggestion" -> "high", "medium",
+// "low", "info") and the four-level scale itself. A word not in the table
+// stands for "low".
+inline constexpr ConstStringMap SEV_MAP({
+    {"critical", "high"},
+    {"major", "medium"},
+    {"minor", "low"},
+    {"suggestion", "info"},
+    {"high", "high"},
+    {"medium", "medium"},
+    {"low", "low"},
+    {"info", "info"},
+});
+
+// The only categories a finding can carry.
+inline constexpr ConstStringSet KNOWN_CATEGORIES({
+    "architecture",
+    "security",
+    "performance",
+    "code-quality",
+});
+
+// The built-in reviewer agents and their own categories. Its keys are also
+// the list of built-in agent names (matched exactly, case-sensitively). An
+// agent not in the table falls back to "code-quality".
+inline constexpr ConstStringMap AGENT_CANONICAL_CATEGORY({
+    {"corvin", "architecture"},
+    {"hesper", "security"},
+    {"wynn", "performance"},
+    {"peregrin", "code-quality"},
+});
+
+// The largest replacement line count a finding can carry.
 inline constexpr std::int64_t REPLACEMENT_LINE_COUNT_MAX = 100;
 
+// Neutralises a fence in one code replacement line: when the line, after its
+// leading white space, begins with three backticks, those three become three
+// tildes ("\t```js" -> "\t~~~js", "````" -> "~~~`"). The indentation, the
+// rest of the line and backticks anywhere else stay exactly as they were, and
+// the line keeps its length. Only the start of the whole string counts: a
+// fence after an embedded line break is left alone. Never fails.
 std::string escape(std::string_view line);
+
+// One of the four KNOWN_CATEGORIES for the category `raw` that agent
+// `agent_name` gave a finding.
+//
+// `raw` is lower-cased (Unicode mapping) and stripped of surrounding white
+// space; when that is a known category it wins, even over the agent's own
+// (" Security\n" -> "security", "architecture" from "wynn" stays
+// "architecture"). Anything else - "", "perf", "code quality" - gives the
+// agent's category from AGENT_CANONICAL_CATEGORY, looked up exactly as passed
+// (case-sensitive, untrimmed), and "code-quality" for any other agent.
+// Never fails.
 std::string normalise_category(std::string_view raw, std::string_view agent_name);
+
+// Turns one element of a reply's "findings" array into a finding reported by
+// agent `agent_name`, or returns nullopt when `item` is not a mapping (the
+// caller skips it).
+//
+// `severity_default` is the agent's default severity word, used when the
+// item has no "severity" or a non-string one; it goes through SEV_MAP like
+// any word. Keys of the item (a key present with null is present; the
+// default applies only to an absent key):
+//
+//   "file_path"    stored unconverted ("unknown" when absent)
+//   "line_number"  integer conversion (`to_int`; 0 when absent)
+//   "severity"     lower-cased, not trimmed, then SEV_MAP (" High" -> "low")
+//   "issue"        stored unconverted ("" when absent)
+//   "suggestion"   stored unconverted ("" when absent)
+//   "confidence"   floating-point conversion (`to_float`; 0.7 when absent),
+//                  not clamped to 0..1
+//   "category"     a non-string counts as "", then `normalise_category`
+//   "code_replacement"        `filter_code_replacement`
+//   "replacement_line_count"  read only when a code replacement survives:
+//                  a number that is not a boolean and is greater than 0
+//                  gives its integer part, at most REPLACEMENT_LINE_COUNT_MAX
+//                  (so 0.5 gives 0, and positive infinity, which cannot be
+//                  truncated, gives the cap 100); anything else, NaN
+//                  included, gives 1. This key never makes the call fail.
+//
+// `language` is `detect_language` of the stored file path, "unknown" and
+// null included.
+//
+// Failures, in the order the values are computed (the first one is thrown):
+//   1. TypeError when the severity default is needed (no string "severity"
+//      in the item) and `severity_default` is not a string.
+//   2. "line_number": InvalidValueError (a string that is not a decimal
+//      integer, NaN), OverflowError (an infinity, a value outside 64 bits),
+//      TypeError (null, a sequence, a mapping).
+//   3. "confidence": InvalidValueError (a string that is not a number),
+//      TypeError (null, a sequence, a mapping).
+// The conversion failures keep their kind; their message is prefixed with
+// the key, e.g. `finding "line_number": ...`. Nothing is logged.
 std::optional<AIReview> parse_finding_item(const Value& item, std::string_view agent_name,
                                            const Value& severity_default = Value("minor"));
 

@@ -1,0 +1,61 @@
+#include "definition_file.hpp"
+
+#include <cerrno>
+#include <system_error>
+
+#include "../errors.hpp"
+#include "../text.hpp"
+#include "../yaml.hpp"
+#include "findings.hpp"
+#include "guard_rails.hpp"
+#include "parsers.hpp"
+
+namespace tessik::detail {
+
+std::string read_definition_text(const std::filesystem::path& path) {
+  // Only a file that can be examined is checked here; for anything else the
+  // read itself reports the platform's error.
+  std::error_code ec;
+  const std::filesystem::file_status status = std::filesystem::status(path, ec);
+  if (!ec && std::filesystem::is_regular_file(status)) {
+    const std::uintmax_t size = std::filesystem::file_size(path, ec);
+    if (!ec && size > MAX_DEFINITION_FILE_BYTES) {
+      throw FileSystemError("Agent definition file " + path_text(path) + " is " +
+                                std::to_string(size) +
+                                " bytes; definition files may hold at most " +
+                                std::to_string(MAX_DEFINITION_FILE_BYTES) + " bytes",
+                            EFBIG);
+    }
+  } else if (!ec && !std::filesystem::is_directory(status)) {
+    throw FileSystemError("Agent definition file " + path_text(path) + " is not a regular file",
+                          EINVAL);
+  }
+  return read_text_file(path);
+}
+
+Value load_definition_mapping(std::string_view yaml, const std::filesystem::path& path) {
+  Value data = load_yaml(yaml);
+  if (!data.truthy()) return Value::Mapping{};
+  if (!data.is_mapping()) {
+    throw TypeError("Agent definition " + path_text(path) +
+                    " must hold a mapping of definition keys, not " +
+                    std::string(Value::kind_name(data.kind())));
+  }
+  return data;
+}
+
+AgentDefinition finish_definition(const Value& data, const std::filesystem::path& path) {
+  const std::string source = path_text(path);
+  AgentDefinition definition = dict_to_definition(data, source);
+  if (AGENT_CANONICAL_CATEGORY.contains(definition.name)) {
+    if (!definition.system_prompt.is_string()) {
+      throw TypeError("Agent definition " + source + ": 'system_prompt' of built-in agent '" +
+                      definition.name + "' must be a string, not " +
+                      std::string(Value::kind_name(definition.system_prompt.kind())));
+    }
+    definition.system_prompt = prepend_guard_rails(definition.system_prompt.as_string());
+  }
+  return definition;
+}
+
+}  // namespace tessik::detail

@@ -1,0 +1,207 @@
+#include "diff_parser.hpp"
+
+#include <algorithm>
+#include <array>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace tessik {
+namespace {
+
+using Entry = std::pair<std::string_view, std::string_view>;
+
+// Lower-cased file names that say what a file is regardless of extension.
+// Kept sorted by name for binary search.
+constexpr auto kFileNames = std::to_array<Entry>({
+    {".bash_logout", "shell"},    {".bash_profile", "shell"},  {".bashrc", "shell"},
+    {".editorconfig", "ini"},     {".profile", "shell"},       {".zprofile", "shell"},
+    {".zshenv", "shell"},         {".zshrc", "shell"},         {"brewfile", "ruby"},
+    {"build", "starlark"},        {"cmakelists.txt", "cmake"}, {"containerfile", "dockerfile"},
+    {"dockerfile", "dockerfile"}, {"gemfile", "ruby"},         {"gnumakefile", "makefile"},
+    {"jenkinsfile", "groovy"},    {"makefile", "makefile"},    {"pipfile", "toml"},
+    {"podfile", "ruby"},          {"rakefile", "ruby"},        {"vagrantfile", "ruby"},
+    {"workspace", "starlark"},
+});
+
+// Lower-cased extensions without their dot. Kept sorted by extension for
+// binary search.
+constexpr auto kExtensions = std::to_array<Entry>({
+    {"asm", "assembly"},
+    {"bash", "shell"},
+    {"bat", "batch"},
+    {"bazel", "starlark"},
+    {"bzl", "starlark"},
+    {"c", "c"},
+    {"c++", "cpp"},
+    {"cc", "cpp"},
+    {"cfg", "ini"},
+    {"cjs", "javascript"},
+    {"clj", "clojure"},
+    {"cljc", "clojure"},
+    {"cljs", "clojure"},
+    {"cmake", "cmake"},
+    {"cmd", "batch"},
+    {"cpp", "cpp"},
+    {"cs", "csharp"},
+    {"css", "css"},
+    {"csv", "csv"},
+    {"cts", "typescript"},
+    {"cu", "cuda"},
+    {"cuh", "cuda"},
+    {"cxx", "cpp"},
+    {"dart", "dart"},
+    {"dockerfile", "dockerfile"},
+    {"edn", "clojure"},
+    {"el", "emacs-lisp"},
+    {"elm", "elm"},
+    {"erl", "erlang"},
+    {"ex", "elixir"},
+    {"exs", "elixir"},
+    {"f90", "fortran"},
+    {"f95", "fortran"},
+    {"fish", "shell"},
+    {"fs", "fsharp"},
+    {"fsi", "fsharp"},
+    {"fsx", "fsharp"},
+    {"gemspec", "ruby"},
+    {"go", "go"},
+    {"gql", "graphql"},
+    {"gradle", "groovy"},
+    {"graphql", "graphql"},
+    {"groovy", "groovy"},
+    {"h", "c"},
+    {"h++", "cpp"},
+    {"hcl", "hcl"},
+    {"hh", "cpp"},
+    {"hpp", "cpp"},
+    {"hrl", "erlang"},
+    {"hs", "haskell"},
+    {"htm", "html"},
+    {"html", "html"},
+    {"hxx", "cpp"},
+    {"ini", "ini"},
+    {"inl", "cpp"},
+    {"ipp", "cpp"},
+    {"java", "java"},
+    {"jl", "julia"},
+    {"js", "javascript"},
+    {"json", "json"},
+    {"json5", "json"},
+    {"jsonc", "json"},
+    {"jsx", "javascript"},
+    {"kt", "kotlin"},
+    {"kts", "kotlin"},
+    {"less", "less"},
+    {"lhs", "haskell"},
+    {"lua", "lua"},
+    {"m", "objective-c"},
+    {"mak", "makefile"},
+    {"markdown", "markdown"},
+    {"md", "markdown"},
+    {"mdx", "markdown"},
+    {"mjs", "javascript"},
+    {"mk", "makefile"},
+    {"ml", "ocaml"},
+    {"mli", "ocaml"},
+    {"mm", "objective-c"},
+    {"mts", "typescript"},
+    {"nim", "nim"},
+    {"php", "php"},
+    {"pl", "perl"},
+    {"pm", "perl"},
+    {"proto", "protobuf"},
+    {"ps1", "powershell"},
+    {"psd1", "powershell"},
+    {"psm1", "powershell"},
+    {"py", "python"},
+    {"pyi", "python"},
+    {"pyw", "python"},
+    {"r", "r"},
+    {"rake", "ruby"},
+    {"rb", "ruby"},
+    {"rs", "rust"},
+    {"rst", "restructuredtext"},
+    {"s", "assembly"},
+    {"sass", "sass"},
+    {"sc", "scala"},
+    {"scala", "scala"},
+    {"scss", "scss"},
+    {"sh", "shell"},
+    {"sol", "solidity"},
+    {"sql", "sql"},
+    {"svelte", "svelte"},
+    {"svg", "xml"},
+    {"swift", "swift"},
+    {"tex", "latex"},
+    {"tf", "terraform"},
+    {"tfvars", "terraform"},
+    {"toml", "toml"},
+    {"tpp", "cpp"},
+    {"ts", "typescript"},
+    {"tsx", "typescript"},
+    {"txt", "text"},
+    {"vue", "vue"},
+    {"xhtml", "html"},
+    {"xml", "xml"},
+    {"xsd", "xml"},
+    {"xsl", "xml"},
+    {"xslt", "xml"},
+    {"yaml", "yaml"},
+    {"yml", "yaml"},
+    {"zig", "zig"},
+    {"zsh", "shell"},
+});
+
+constexpr bool key_less(const Entry& a, const Entry& b) { return a.first < b.first; }
+
+static_assert(std::adjacent_find(kFileNames.begin(), kFileNames.end(),
+                                 [](const Entry& a, const Entry& b) { return !key_less(a, b); }) ==
+                  kFileNames.end(),
+              "kFileNames must be sorted with unique keys");
+static_assert(std::adjacent_find(kExtensions.begin(), kExtensions.end(),
+                                 [](const Entry& a, const Entry& b) { return !key_less(a, b); }) ==
+                  kExtensions.end(),
+              "kExtensions must be sorted with unique keys");
+
+template <std::size_t N>
+std::string_view lookup(const std::array<Entry, N>& table, std::string_view key) {
+  const auto it = std::lower_bound(table.begin(), table.end(), Entry{key, {}}, key_less);
+  return it != table.end() && it->first == key ? it->second : std::string_view();
+}
+
+// File names and extensions in the tables are ASCII, so ASCII case folding
+// is all a comparison needs; other bytes (UTF-8 or not) pass unchanged and
+// simply match nothing.
+std::string ascii_lower(std::string_view s) {
+  std::string out(s);
+  for (char& c : out) {
+    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return out;
+}
+
+constexpr std::string_view kUnknown = "unknown";
+
+}  // namespace
+
+std::string detect_language(const Value& file_path) {
+  if (!file_path.is_string()) return std::string(kUnknown);
+  const std::string_view path = file_path.as_string();
+  const std::size_t slash = path.find_last_of("/\\");
+  const std::string name =
+      ascii_lower(slash == std::string_view::npos ? path : path.substr(slash + 1));
+
+  if (std::string_view language = lookup(kFileNames, name); !language.empty()) {
+    return std::string(language);
+  }
+  // "Dockerfile.dev", "Dockerfile.prod", ...: variants of a Dockerfile.
+  if (name.starts_with("dockerfile.")) return "dockerfile";
+
+  const std::size_t dot = name.rfind('.');
+  if (dot == std::string::npos || dot == 0) return std::string(kUnknown);
+  const std::string_view language = lookup(kExtensions, std::string_view(name).substr(dot + 1));
+  return std::string(language.empty() ? kUnknown : language);
+}
+
+}  // namespace tessik
