@@ -13,11 +13,10 @@
 namespace {
 
 const char kReply[] =
-    R"({"status": "findings", "findings": [)"
-    R"({"file_path": "shop/orders.py", "line_number": 20, "severity": "high", "issue": "The term is formatted into the SQL text.", "suggestion": "Bind it as a parameter.", "confidence": 0.95, "category": "security", "code_replacement": ["```python", "    return conn.execute(sql, (customer_id, term))", "```"], "replacement_line_count": 5
-},)"
-    R"({"file_path": "shop/orders.py", "line_number": 34, "severity": "medium", "issue": "One query per order.", "suggestion": "Load all items in one query.", "confidence": 0.9, "category": "performance"})"
-    R"(], "summary": "Reviewed the order queries."})";
+    R"j({"status": "findings", "findings": [)j"
+    R"j({"file_path": "shop/orders.py", "line_number": 20, "severity": "high", "issue": "The term is formatted into the SQL text.", "suggestion": "Bind it as a parameter.", "confidence": 0.95, "category": "security", "code_replacement": ["```python", "    return conn.execute(sql, (customer_id, term))", "```"], "replacement_line_count": 5},)j"
+    R"j({"file_path": "shop/orders.py", "line_number": 34, "severity": "medium", "issue": "One query per order.", "suggestion": "Load all items in one query.", "confidence": 0.9, "category": "performance"})j"
+    R"j(], "summary": "Reviewed the order queries."})j";
 
 // Answers every call at once with the same reply.
 class InMemoryClient final : public tessik::AIClient {
@@ -70,3 +69,5 @@ void BM_AssembleAndParseOnly(benchmark::State& state) {
 BENCHMARK(BM_AssembleAndParseOnly)->Arg(1)->Arg(10)->Arg(100);
 
 }  // namespace
+
+BENCHMARK_MAIN();

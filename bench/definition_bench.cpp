@@ -117,3 +117,5 @@ void BM_LibyamlRawParse_FrontMatter(benchmark::State& state) {
 BENCHMARK(BM_LibyamlRawParse_FrontMatter);
 
 }  // namespace
+
+BENCHMARK_MAIN();

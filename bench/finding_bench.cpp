@@ -12,19 +12,20 @@ namespace {
 // A findings reply of `count` items in the shape the reply contract asks
 // for; every third item carries a code replacement.
 std::string findings_reply(int count) {
-  std::string out = R"({"status": "findings", "findings": [)";
+  std::string out = R"j({"status": "findings", "findings": [)j";
   for (int i = 0; i < count; ++i) {
     if (i > 0) out += ',';
     out +=
-        R"({"file_path": "src/orders/service_)" + std::to_string(i % 50) +
-        R"(.py", "line_number": )" + std::to_string(10 + i) +
-        R"(, "severity": "medium", "issue": "The loop issues one query per order, so the page cost grows with the order count.", "suggestion": "Load the items of all orders in one query and group them in memory.", "confidence": 0.85, "category": "performance")";
+        R"j({"file_path": "src/orders/service_)j" + std::to_string(i % 50) +
+        R"j(.py", "line_number": )j" + std::to_string(10 + i) +
+        R"j(, "severity": "medium", "issue": "The loop issues one query per order, so the page cost grows with the order count.", "suggestion": "Load the items of all orders in one query and group them in memory.", "confidence": 0.85, "category": "performance")j";
     if (i % 3 == 0) {
-      out += R"(, "code_replacement": ["    items = load_items(order_ids)", "    for order in orders:"], "replacement_line_count": 2)";
+      out +=
+          R"j(, "code_replacement": ["    items = load_items(order_ids)", "    for order in orders:"], "replacement_line_count": 2)j";
     }
     out += '}';
   }
-  return out + R"(], "summary": "Reviewed the order queries."})";
+  return out + R"j(], "summary": "Reviewed the order queries."})j";
 }
 
 void BM_ParseFindingItems(benchmark::State& state) {
@@ -50,3 +51,5 @@ void BM_ParseReplyJsonOnly(benchmark::State& state) {
 BENCHMARK(BM_ParseReplyJsonOnly)->RangeMultiplier(10)->Range(10, 10000);
 
 }  // namespace
+
+BENCHMARK_MAIN();

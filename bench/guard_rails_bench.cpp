@@ -39,3 +39,5 @@ void BM_ReadGuardRailsDocument(benchmark::State& state) {
 BENCHMARK(BM_ReadGuardRailsDocument);
 
 }  // namespace
+
+BENCHMARK_MAIN();

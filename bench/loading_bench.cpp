@@ -59,8 +59,8 @@ void BM_LoadAllAgents_BuiltinOnly(benchmark::State& state) {
   quiet_logs();
   auto client = std::make_shared<NoClient>();
   for (auto _ : state) {
-    benchmark::DoNotOptimize(
-        tessik::load_all_agents(tessik::AIConfig{.ai_max_tokens = 4096}, client));
+    benchmark::DoNotOptimize(tessik::load_all_agents(
+        tessik::AIConfig{.ai_max_tokens = 4096, .custom_agents_dir = std::nullopt}, client));
   }
 }
 BENCHMARK(BM_LoadAllAgents_BuiltinOnly)->Unit(benchmark::kMillisecond);
@@ -109,3 +109,5 @@ void BM_ReadAndRawParse_1004Files(benchmark::State& state) {
 BENCHMARK(BM_ReadAndRawParse_1004Files)->Unit(benchmark::kMillisecond);
 
 }  // namespace
+
+BENCHMARK_MAIN();

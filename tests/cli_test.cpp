@@ -23,12 +23,12 @@ const fs::path kSource = TESSIK_TEST_SOURCE_DIR;
 const std::string kExampleDiff = (kSource / "examples/change.diff").string();
 const std::string kExampleReplies = (kSource / "examples/replies").string();
 
-struct Run {
+struct Outcome {
   int status;
   std::string out, err;
 };
 
-Run run(std::vector<std::string> args, const std::string& input = "") {
+Outcome run(std::vector<std::string> args, const std::string& input = "") {
   std::istringstream in(input);
   std::ostringstream out, err;
   const int status = run_cli(args, {in, out, err});
@@ -69,7 +69,7 @@ TEST(CliUsage, MalformedCommandLinesExitTwo) {
       {"review", "--diff", kExampleDiff},
   };
   for (const auto& args : cases) {
-    const Run r = run(args);
+    const Outcome r = run(args);
     EXPECT_EQ(r.status, EXIT_USAGE) << testing::PrintToString(args);
     EXPECT_FALSE(r.err.empty()) << testing::PrintToString(args);
   }
@@ -77,7 +77,7 @@ TEST(CliUsage, MalformedCommandLinesExitTwo) {
 
 TEST(CliUsage, EverySubcommandHasHelp) {
   for (const char* command : {"list", "show", "validate", "prompt", "review"}) {
-    const Run r = run({command, "--help"});
+    const Outcome r = run({command, "--help"});
     EXPECT_EQ(r.status, EXIT_OK) << command;
     EXPECT_TRUE(r.out.starts_with(std::string("usage: tessik-agents ") + command)) << r.out;
   }
@@ -89,7 +89,7 @@ TEST(CliList, CustomAgentOverridesInPlaceAndWarningsFollowTheList) {
   custom.write("hesper.yaml", "name: hesper\ndisplay_name: House Security\nrole: r\n");
   custom.write("sqlbot.yaml", kValidAgent);
   custom.write("broken.yaml", "name: [unclosed\n");
-  const Run r = run({"list", "--custom", custom.path().string()});
+  const Outcome r = run({"list", "--custom", custom.path().string()});
   ASSERT_EQ(r.status, EXIT_OK) << r.err;
   const std::size_t corvin = r.out.find("\ncorvin "), hesper = r.out.find("\nhesper "),
                     peregrin = r.out.find("\nperegrin "), sqlbot = r.out.find("\nsqlbot "),
@@ -111,18 +111,18 @@ TEST(CliList, CustomAgentOverridesInPlaceAndWarningsFollowTheList) {
 }
 
 TEST(CliList, MissingBuiltinDirectoryFails) {
-  const Run r = run({"list", "--builtin", "/nonexistent/agents"});
+  const Outcome r = run({"list", "--builtin", "/nonexistent/agents"});
   EXPECT_EQ(r.status, EXIT_FAILED);
   EXPECT_NE(r.err.find("/nonexistent/agents"), std::string::npos) << r.err;
 }
 
 TEST(CliShow, PrintsTheFinalPromptOrFailsForAnUnknownName) {
-  const Run hesper = run({"show", "hesper"});
+  const Outcome hesper = run({"show", "hesper"});
   EXPECT_EQ(hesper.status, EXIT_OK) << hesper.err;
   EXPECT_NE(hesper.out.find("category:             security"), std::string::npos) << hesper.out;
   EXPECT_NE(hesper.out.find("Guard Rails"), std::string::npos) << "guard rails not shown";
 
-  const Run unknown = run({"show", "nobody"});
+  const Outcome unknown = run({"show", "nobody"});
   EXPECT_EQ(unknown.status, EXIT_FAILED);
   EXPECT_NE(unknown.err.find("corvin"), std::string::npos) << "should list the known agents";
 }
@@ -135,7 +135,7 @@ TEST(CliValidate, OneInvalidFileFailsTheRunButEveryFileIsReported) {
   const std::string wrong_suffix = dir.write("agent.txt", kValidAgent);
 
   EXPECT_EQ(run({"validate", good}).status, EXIT_OK);
-  const Run r = run({"validate", bad_yaml, good, no_name, wrong_suffix});
+  const Outcome r = run({"validate", bad_yaml, good, no_name, wrong_suffix});
   EXPECT_EQ(r.status, EXIT_FAILED);
   EXPECT_NE(r.out.find("INVALID  " + bad_yaml + ": YAMLError: "), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("ok       " + good + ": sqlbot (SQL Bot)"), std::string::npos);
@@ -149,8 +149,8 @@ TEST(CliValidate, OneInvalidFileFailsTheRunButEveryFileIsReported) {
 }
 
 TEST(CliPrompt, ShowsTheRequestOfOneAgent) {
-  const Run r = run({"prompt", "--diff", kExampleDiff, "--agent", "wynn", "--shared",
-                     (kSource / "examples/shared.json").string(), "--json"});
+  const Outcome r = run({"prompt", "--diff", kExampleDiff, "--agent", "wynn", "--shared",
+                         (kSource / "examples/shared.json").string(), "--json"});
   ASSERT_EQ(r.status, EXIT_OK) << r.err;
   const Value::Sequence& requests = parse_json(r.out).as_sequence();
   ASSERT_EQ(requests.size(), 1u);
@@ -166,9 +166,9 @@ TEST(CliPrompt, ShowsTheRequestOfOneAgent) {
 }
 
 TEST(CliPrompt, EveryAgentSharesTheCacheKeyAndBadInputFails) {
-  const Run r = run({"prompt", "--diff", "-"},
-                    "diff --git a/x b/x\n--- a/x\n+++ b/x\n"
-                    "@@ -1 +1 @@\n-a\n+b\n");
+  const Outcome r = run({"prompt", "--diff", "-"},
+                        "diff --git a/x b/x\n--- a/x\n+++ b/x\n"
+                        "@@ -1 +1 @@\n-a\n+b\n");
   ASSERT_EQ(r.status, EXIT_OK) << r.err;
   EXPECT_NE(r.out.find("=== corvin: plain completion"), std::string::npos);
   EXPECT_NE(r.out.find("=== wynn: plain completion"), std::string::npos);
@@ -181,7 +181,7 @@ TEST(CliPrompt, EveryAgentSharesTheCacheKeyAndBadInputFails) {
 }
 
 TEST(CliReview, ExampleGivesAllThreeVerdictsAndExitsOneForTheError) {
-  const Run r = run({"review", "--diff", kExampleDiff, "--replies", kExampleReplies});
+  const Outcome r = run({"review", "--diff", kExampleDiff, "--replies", kExampleReplies});
   EXPECT_EQ(r.status, EXIT_FAILED) << r.err;
   EXPECT_NE(r.out.find("Reviewed 5 files with 4 agents."), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("corvin: error max_iterations_no_verdict after 5 iterations"),
@@ -206,7 +206,7 @@ TEST(CliReview, ReplyFilesDecideVerdictAndStatus) {
   // The meta file reaches the reply classifier: a refusal stop reason turns
   // even a clean reply into an error verdict.
   replies.write("wynn.meta.json", R"({"stop_reason": "refusal", "iterations_used": 2})");
-  Run r = run(args);
+  Outcome r = run(args);
   EXPECT_EQ(r.status, EXIT_FAILED);
   const Value& wynn = parse_json(r.out).find("agents")->as_sequence().at(3);
   EXPECT_EQ(*wynn.find("verdict")->find("error_code"), Value("model_refusal"));

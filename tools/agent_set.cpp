@@ -74,7 +74,8 @@ AgentSet load_agent_set(const ParsedArgs& args, std::shared_ptr<AIClient> client
   // custom definitions. Their log lines repeat the ones above.
   LogCapture quiet(LogLevel::warning);
   for (const LoadedAgent& a :
-       load_all_agents(AIConfig{.ai_max_tokens = MAX_TOKENS}, client, builtin)) {
+       load_all_agents(AIConfig{.ai_max_tokens = MAX_TOKENS, .custom_agents_dir = std::nullopt},
+                       client, builtin)) {
     set.builtin_names.insert(a.name());
   }
   for (const AgentDefinition& d : load_custom_agents(config.custom_agents_dir)) {
@@ -119,7 +120,8 @@ std::optional<SharedAnalysisResult> read_shared(const ParsedArgs& args) {
     }
     return out;
   };
-  SharedAnalysisResult shared{.languages = texts("languages"), .risk_areas = texts("risk_areas")};
+  SharedAnalysisResult shared{
+      .languages = texts("languages"), .risk_areas = texts("risk_areas"), .summary = ""};
   if (const Value* s = data.find("summary"); s != nullptr && !s->is_null()) {
     if (!s->is_string()) throw InvalidValueError(*file + ": \"summary\" must be a string");
     shared.summary = s->as_string();

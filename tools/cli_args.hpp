@@ -39,13 +39,13 @@ struct OptionSpec {
 };
 
 struct CommandSpec {
-  std::string name;
-  std::string summary;     // one line, shown in the command list
-  std::string positional;  // shown in the synopsis, e.g. "FILE..."
+  std::string name{};
+  std::string summary{};     // one line, shown in the command list
+  std::string positional{};  // shown in the synopsis, e.g. "FILE..."
   std::size_t min_positional = 0;
   std::size_t max_positional = 0;
-  std::vector<OptionSpec> options;
-  std::string description;  // paragraphs after the option list
+  std::vector<OptionSpec> options{};
+  std::string description{};  // paragraphs after the option list
 };
 
 class ParsedArgs {

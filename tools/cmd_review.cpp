@@ -18,8 +18,8 @@ namespace {
 // review run turns into an error of its own.
 struct Outcome {
   std::string agent;
-  std::optional<AgentVerdict> verdict;
-  std::string failure_kind, failure_message, call_site;
+  std::optional<AgentVerdict> verdict{};
+  std::string failure_kind{}, failure_message{}, call_site{};
 };
 
 Outcome run_agent(const LoadedAgent& agent, std::span<const FileChange> changes,

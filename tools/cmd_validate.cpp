@@ -14,8 +14,8 @@ namespace {
 
 struct Outcome {
   std::string file;
-  std::optional<AgentDefinition> definition;
-  std::string error_kind, error_message;
+  std::optional<AgentDefinition> definition{};
+  std::string error_kind{}, error_message{};
 };
 
 Outcome check(const std::string& file) {

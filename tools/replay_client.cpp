@@ -25,8 +25,8 @@ const Value* meta_entry(const Value& meta, const char* key, Value::Kind kind, co
 CompletionResult ReplayClient::replay(const std::string& agent_name) const {
   if (agent_name.empty() || agent_name.find('/') != std::string::npos ||
       agent_name.starts_with('.')) {
-    throw InvalidValueError("no reply can be recorded for the agent name " + repr(agent_name) +
-                            ": it is not a plain file name");
+    throw InvalidValueError("no reply can be recorded for the agent name " +
+                            repr(std::string_view(agent_name)) + ": it is not a plain file name");
   }
   CompletionResult result;
   result.text = read_text_file(directory_ / (agent_name + ".json"));
