@@ -66,6 +66,8 @@ std::string text_form(const Value& v);
 // mappings "{k: v}" with their elements' literal forms.
 std::string repr(const Value& v);
 std::string repr(std::string_view s);
+inline std::string repr(const std::string& s) { return repr(std::string_view(s)); }
+inline std::string repr(const char* s) { return repr(std::string_view(s)); }
 
 // Prints the quoted literal form (`repr`), so test failures read well.
 std::ostream& operator<<(std::ostream& os, const Value& v);
@@ -77,9 +79,14 @@ std::size_t code_point_count(std::string_view s);
 std::string_view first_code_points(std::string_view s, std::size_t n);
 
 // Reads a whole file as strict UTF-8 and turns CR LF and lone CR into LF.
-// Throws FileSystemError (with the errno) for a missing path, a directory or
-// an unreadable file, UnicodeDecodeError for invalid UTF-8.
-std::string read_text_file(const std::filesystem::path& p);
+// Throws FileSystemError (with the errno; the message reads like
+// "[Errno 2] No such file or directory: 'a.md'") for a missing path, a
+// directory or an unreadable file; UnicodeDecodeError for invalid UTF-8,
+// naming the offending byte and its position; InvalidValueError when the
+// file holds more than `max_bytes` bytes (checked before reading a regular
+// file whole, and while reading anything else).
+std::string read_text_file(const std::filesystem::path& p,
+                           std::size_t max_bytes = static_cast<std::size_t>(-1));
 
 // The lexically tidied text form of a path: repeated separators, a trailing
 // separator and "." components dropped, ".." kept, the empty path ".".

@@ -1,0 +1,146 @@
+// JSON text to and from Value, through nlohmann-json's SAX interface.
+#include "json.hpp"
+
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include "errors.hpp"
+#include "text.hpp"
+#include "tree_writer.hpp"
+
+namespace tessik {
+namespace {
+
+using Json = nlohmann::json;
+
+// Builds a Value from SAX events with an explicit stack, so no input can
+// recurse on the call stack; the nesting depth is capped.
+class ValueBuilder final : public nlohmann::json_sax<Json> {
+ public:
+  bool null() override { return add(Value()); }
+  bool boolean(bool b) override { return add(Value(b)); }
+  bool number_integer(number_integer_t i) override { return add(Value(std::int64_t{i})); }
+  bool number_unsigned(number_unsigned_t u) override {
+    if (u > static_cast<number_unsigned_t>(INT64_MAX)) return add(Value(static_cast<double>(u)));
+    return add(Value(static_cast<std::int64_t>(u)));
+  }
+  bool number_float(number_float_t d, const string_t& /*text*/) override { return add(Value(d)); }
+  bool string(string_t& s) override { return add(Value(std::move(s))); }
+  bool binary(binary_t& /*b*/) override { return false; }
+
+  bool start_object(std::size_t /*n*/) override { return open(Value(Value::Mapping{})); }
+  bool key(string_t& k) override {
+    keys_.back() = Value(std::move(k));
+    return true;
+  }
+  bool end_object() override { return close(); }
+  bool start_array(std::size_t /*n*/) override { return open(Value(Value::Sequence{})); }
+  bool end_array() override { return close(); }
+
+  bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
+                   const nlohmann::detail::exception& ex) override {
+    std::string what = ex.what();
+    // Drop the library's "[json.exception.parse_error.101] " tag.
+    if (const std::size_t tag_end = what.find("] ");
+        !what.empty() && what[0] == '[' && tag_end != std::string::npos) {
+      what.erase(0, tag_end + 2);
+    }
+    error_ = "malformed JSON: " + what;
+    return false;
+  }
+
+  Value take_result() { return std::move(result_); }
+  const std::string& error() const { return error_; }
+
+ private:
+  bool add(Value v) {
+    if (stack_.empty()) {
+      result_ = std::move(v);
+      return true;
+    }
+    Value& top = stack_.back();
+    if (top.is_sequence()) {
+      top.as_sequence().push_back(std::move(v));
+    } else {
+      top.as_mapping().set(std::move(keys_.back()), std::move(v));
+    }
+    return true;
+  }
+  bool open(Value container) {
+    if (stack_.size() >= kJsonMaxDepth) {
+      error_ = "JSON nesting deeper than " + std::to_string(kJsonMaxDepth) + " levels";
+      return false;
+    }
+    stack_.push_back(std::move(container));
+    keys_.emplace_back();
+    return true;
+  }
+  bool close() {
+    Value done = std::move(stack_.back());
+    stack_.pop_back();
+    keys_.pop_back();
+    return add(std::move(done));
+  }
+
+  std::vector<Value> stack_;
+  std::vector<Value> keys_;
+  Value result_;
+  std::string error_;
+};
+
+void append_json_string(std::string_view s, std::string& out) {
+  out += Json(std::string(s)).dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+void append_json_scalar(const Value& v, std::string& out) {
+  switch (v.kind()) {
+    case Value::Kind::null:
+      out += "null";
+      break;
+    case Value::Kind::boolean:
+      out += v.as_bool() ? "true" : "false";
+      break;
+    case Value::Kind::integer:
+      out += std::to_string(v.as_int());
+      break;
+    case Value::Kind::floating:
+      // JSON has no spelling for NaN or the infinities.
+      out += std::isfinite(v.as_float()) ? text_form(v) : "null";
+      break;
+    case Value::Kind::string:
+      append_json_string(v.as_string(), out);
+      break;
+    default:
+      break;
+  }
+}
+
+// JSON object keys are strings: other scalar keys are written in text form.
+void append_json_key(const Value& v, std::string& out) {
+  append_json_string(v.is_string() ? v.as_string() : text_form(v), out);
+}
+
+}  // namespace
+
+Value parse_json(std::string_view text) {
+  ValueBuilder builder;
+  const bool ok = Json::sax_parse(text.begin(), text.end(), &builder,
+                                  nlohmann::detail::input_format_t::json, /*strict=*/true);
+  if (!ok) {
+    throw InvalidValueError(builder.error().empty() ? "malformed JSON" : builder.error());
+  }
+  return builder.take_result();
+}
+
+std::string to_json(const Value& v, int indent) {
+  const detail::TreeStyle style{&append_json_scalar, &append_json_key, indent < 0 ? ", " : ",",
+                                ": ", indent < 0 ? -1 : indent};
+  std::string out;
+  detail::write_tree(v, style, out);
+  return out;
+}
+
+}  // namespace tessik
