@@ -13,38 +13,12 @@
 namespace tessik::cli {
 namespace {
 
-// The token budget given to every loaded agent. Replies are recorded, so it
-// only shows in the requests; it matches a common reviewer setting.
+// The token budget given to every loaded agent. Replies are recorded and the
+// budget is not part of the assembled request, so its value changes nothing
+// the tool shows; it matches a common reviewer setting.
 constexpr std::int64_t MAX_TOKENS = 8192;
 
-void route_channels(LogSink sink) {
-  Log::agent.set_sink(sink);
-  Log::position.set_sink(std::move(sink));
-}
-
 }  // namespace
-
-LogCapture::LogCapture(LogLevel level) {
-  Log::agent.set_level(level);
-  Log::position.set_level(level);
-  route_channels([this](const LogRecord& r) {
-    lines_.push_back({r.level, std::string(r.message)});
-  });
-}
-
-LogCapture::~LogCapture() {
-  Log::agent.set_level(LogLevel::warning);
-  Log::position.set_level(LogLevel::warning);
-  route_channels(nullptr);
-}
-
-std::vector<std::string> LogCapture::warnings() const {
-  std::vector<std::string> out;
-  for (const Line& l : lines_) {
-    if (l.level >= LogLevel::warning) out.push_back(l.message);
-  }
-  return out;
-}
 
 const LoadedAgent* AgentSet::find(const std::string& name) const {
   auto it = std::find_if(agents.begin(), agents.end(),
@@ -66,13 +40,13 @@ AgentSet load_agent_set(const ParsedArgs& args, std::shared_ptr<AIClient> client
   const AIConfig config{.ai_max_tokens = MAX_TOKENS, .custom_agents_dir = args.value("custom")};
   AgentSet set;
   {
-    LogCapture capture(LogLevel::info);
+    ScopedLogCapture capture(Log::agent, LogLevel::warning);
     set.agents = load_all_agents(config, client, builtin);
-    set.warnings = capture.warnings();
+    set.warnings = capture.messages();
   }
   // Where each agent came from: the built-in set alone, and the enabled
   // custom definitions. Their log lines repeat the ones above.
-  LogCapture quiet(LogLevel::warning);
+  ScopedLogCapture quiet(Log::agent, LogLevel::warning);
   for (const LoadedAgent& a :
        load_all_agents(AIConfig{.ai_max_tokens = MAX_TOKENS, .custom_agents_dir = std::nullopt},
                        client, builtin)) {

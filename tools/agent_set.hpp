@@ -17,28 +17,6 @@
 
 namespace tessik::cli {
 
-// Collects the lines of both log channels at `level` and above while it
-// lives, instead of letting them reach standard error. Not thread-safe: one
-// capture at a time, on the thread that logs.
-class LogCapture {
- public:
-  struct Line {
-    LogLevel level;
-    std::string message;
-  };
-  explicit LogCapture(LogLevel level);
-  ~LogCapture();
-  LogCapture(const LogCapture&) = delete;
-  LogCapture& operator=(const LogCapture&) = delete;
-
-  const std::vector<Line>& lines() const { return lines_; }
-  // The messages of the lines at warning level and above.
-  std::vector<std::string> warnings() const;
-
- private:
-  std::vector<Line> lines_;
-};
-
 // The agents of one run, as `load_all_agents` returns them, with where each
 // came from.
 struct AgentSet {

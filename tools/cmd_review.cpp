@@ -86,7 +86,8 @@ int run_review(const ParsedArgs& args, const Io& io) {
   std::vector<Outcome> outcomes;
   {
     // The analysis log repeats what the verdicts show; keep it off stderr.
-    LogCapture quiet(LogLevel::warning);
+    ScopedLogCapture quiet_agent(Log::agent, LogLevel::warning);
+    ScopedLogCapture quiet_position(Log::position, LogLevel::warning);
     for (const LoadedAgent& agent : set.agents) {
       outcomes.push_back(run_agent(agent, changes, shared ? &*shared : nullptr));
     }

@@ -43,9 +43,9 @@ int run_validate(const ParsedArgs& args, const Io& io) {
   std::vector<Outcome> outcomes;
   std::vector<std::string> warnings;
   {
-    LogCapture capture(LogLevel::warning);
+    ScopedLogCapture capture(Log::agent, LogLevel::warning);
     for (const std::string& file : args.positional) outcomes.push_back(check(file));
-    warnings = capture.warnings();
+    warnings = capture.messages();
   }
   const bool all_ok = std::all_of(outcomes.begin(), outcomes.end(),
                                   [](const Outcome& o) { return o.definition.has_value(); });
