@@ -1,0 +1,300 @@
+#include <tessik/errors.hpp>
+#include <tessik/yaml.hpp>
+
+#include <cmath>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace tessik {
+namespace {
+
+// Loads `text` and returns the YamlError message, or "" when it loads.
+std::string error_of(const std::string& text) {
+  try {
+    load_yaml(text);
+  } catch (const YamlError& e) {
+    return e.what();
+  }
+  return "";
+}
+
+// Same kind and equal; 1 == 1.0 for Value, so the kind must be checked too.
+void expect_same(const Value& actual, const Value& expected) {
+  ASSERT_EQ(actual.kind(), expected.kind());
+  if (expected.is_float() && std::isnan(expected.as_float())) {
+    EXPECT_TRUE(std::isnan(actual.as_float()));
+  } else {
+    EXPECT_TRUE(actual == expected);
+  }
+}
+
+std::vector<std::string> keys_of(const Value& v) {
+  std::vector<std::string> keys;
+  for (const auto& [k, _] : v.as_mapping()) keys.push_back(k.as_string());
+  return keys;
+}
+
+struct Case {
+  const char* name;
+  std::string text;
+  Value expected;
+};
+
+TEST(LoadYaml, ResolvesScalars) {
+  const double inf = std::numeric_limits<double>::infinity();
+  const Case kCases[] = {
+      {"tilde is null", "~", Value()},
+      {"capitalised null", "Null", Value()},
+      {"empty document is null", "", Value()},
+      {"mixed-case null is text", "nULL", "nULL"},
+      {"no is false", "no", false},
+      {"off is false", "off", false},
+      {"capitalised On", "On", true},
+      {"upper YES", "YES", true},
+      {"mixed-case yEs is text", "yEs", "yEs"},
+      {"y is not a boolean", "y", "y"},
+      {"n is not a boolean", "n", "n"},
+      {"decimal int", "42", 42},
+      {"plus sign", "+1", 1},
+      {"minus zero is int 0", "-0", 0},
+      {"underscores", "1_000", 1000},
+      {"hex", "0x1F", 31},
+      {"negative hex", "-0x1F", -31},
+      {"upper 0X is text", "0X1F", "0X1F"},
+      {"binary", "0b101", 5},
+      {"leading zero is octal", "017", 15},
+      {"08 is not octal", "08", "08"},
+      {"0o is not YAML 1.1", "0o17", "0o17"},
+      {"base 60", "1:30", 90},
+      {"base 60, three parts", "1:00:05", 3605},
+      {"base 60 part above 59", "1:60", "1:60"},
+      {"base 60 int may not start with 0", "0:30", "0:30"},
+      {"int64 max", "9223372036854775807", INT64_MAX},
+      {"int64 min", "-9223372036854775808", INT64_MIN},
+      {"float with point", "1.0", 1.0},
+      {"float without exponent sign is text", "1e3", "1e3"},
+      {"float exponent with sign", "1.0e+3", 1000.0},
+      {"exponent without sign, with point", "1.0e3", "1.0e3"},
+      {"point first", ".5", 0.5},
+      {"signed point first", "-.5", -0.5},
+      {"trailing point", "1.", 1.0},
+      {"lone point is text", ".", "."},
+      {"base 60 float", "1:30.5", 90.5},
+      {"inf", ".inf", inf},
+      {"negative Inf", "-.Inf", -inf},
+      {"plus INF", "+.INF", inf},
+      {"nan", ".NaN", std::numeric_limits<double>::quiet_NaN()},
+      {"signed nan is text", "-.nan", "-.nan"},
+      {"huge float is inf", "1.0e+999", inf},
+      {"date stays text", "2025-01-31", "2025-01-31"},
+      {"single-quoted yes is text", "'yes'", "yes"},
+      {"double-quoted number is text", "\"12\"", "12"},
+      {"block scalar is text", "|\n  no\n", "no\n"},
+      {"multi-line plain scalar is folded", "a\n b", "a b"},
+  };
+  for (const Case& c : kCases) {
+    SCOPED_TRACE(c.name);
+    expect_same(load_yaml(c.text), c.expected);
+  }
+}
+
+TEST(LoadYaml, HonoursStandardTags) {
+  const Case kCases[] = {
+      {"!!str keeps digits", "!!str 123", "123"},
+      {"!!int reads quoted text", "!!int \"12\"", 12},
+      {"!!float of an int is a double", "!!float 1", 1.0},
+      {"!!float accepts an unsigned exponent", "!!float 1e3", 1000.0},
+      {"!!float of hex", "!!float 0x10", 16.0},
+      {"!!bool reads quoted text", "!!bool 'yes'", true},
+      {"!!null of empty", "!!null ''", Value()},
+      {"verbatim standard tag", "!<tag:yaml.org,2002:str> 5", "5"},
+      {"non-specific tag gives text", "! 12", "12"},
+      {"!!seq", "!!seq [a]", Value::Sequence{"a"}},
+      {"!!map", "!!map {a: 1}", Value::Mapping{{"a", 1}}},
+  };
+  for (const Case& c : kCases) {
+    SCOPED_TRACE(c.name);
+    expect_same(load_yaml(c.text), c.expected);
+  }
+}
+
+TEST(LoadYaml, RefusesOtherTagsNamingThem) {
+  const std::string kAllowed =
+      "' (only !!str, !!int, !!float, !!bool, !!null, !!seq and !!map are allowed)";
+  const struct {
+    std::string text, message;
+  } kCases[] = {
+      {"!!binary aGk=", "unsupported YAML tag '!!binary" + kAllowed + " at line 1, column 1"},
+      {"a: !!set {x}", "unsupported YAML tag '!!set" + kAllowed + " at line 1, column 4"},
+      {"!!omap [a: 1]", "unsupported YAML tag '!!omap" + kAllowed + " at line 1, column 1"},
+      {"!!pairs [a: 1]", "unsupported YAML tag '!!pairs" + kAllowed + " at line 1, column 1"},
+      {"!!timestamp 2025-01-31",
+       "unsupported YAML tag '!!timestamp" + kAllowed + " at line 1, column 1"},
+      {"!!python/object:os.system x",
+       "unsupported YAML tag '!!python/object:os.system" + kAllowed + " at line 1, column 1"},
+      {"- !custom x", "unsupported YAML tag '!custom" + kAllowed + " at line 1, column 3"},
+      {"!!int abc", "cannot read 'abc' as an integer (tag '!!int') at line 1, column 1"},
+      {"!!bool maybe", "cannot read 'maybe' as a boolean (tag '!!bool') at line 1, column 1"},
+      {"!!str [a]", "tag '!!str' cannot be applied to a sequence at line 1, column 1"},
+      {"!!seq a", "tag '!!seq' cannot be applied to a scalar at line 1, column 1"},
+      {"!!map [a]", "tag '!!map' cannot be applied to a sequence at line 1, column 1"},
+  };
+  for (const auto& c : kCases) EXPECT_EQ(error_of(c.text), c.message) << c.text;
+}
+
+TEST(LoadYaml, IntegerBeyond64BitsIsAnError) {
+  EXPECT_EQ(error_of("n: 9223372036854775808"),
+            "integer '9223372036854775808' does not fit in 64 bits at line 1, column 4");
+  EXPECT_EQ(error_of("n: -0x8000000000000001"),
+            "integer '-0x8000000000000001' does not fit in 64 bits at line 1, column 4");
+  expect_same(load_yaml("-0x8000000000000000"), INT64_MIN);
+}
+
+TEST(LoadYaml, MergeKeys) {
+  const Value own_wins = load_yaml("base: &b {a: 1, b: 2}\nx:\n  b: 3\n  <<: *b\n");
+  expect_same(own_wins.find("x")->as_mapping().at("b"), 3);
+  EXPECT_EQ(keys_of(*own_wins.find("x")), (std::vector<std::string>{"a", "b"}));
+
+  const Value earlier_wins = load_yaml("<<: [{a: 1}, {a: 2, b: 2}]\nc: 3\n");
+  expect_same(earlier_wins, Value::Mapping{{"b", 2}, {"a", 1}, {"c", 3}});
+  EXPECT_EQ(keys_of(earlier_wins), (std::vector<std::string>{"a", "b", "c"}));
+
+  const Value nested = load_yaml("a: &a {k: 1, j: 1}\nb: &b {<<: *a, k: 2}\nc: {<<: *b}\n");
+  expect_same(*nested.find("c"), Value::Mapping{{"k", 2}, {"j", 1}});
+  expect_same(*nested.find("a"), Value::Mapping{{"k", 1}, {"j", 1}});
+
+  expect_same(load_yaml("\"<<\": 1"), Value::Mapping{{"<<", 1}});
+
+  EXPECT_EQ(error_of("a: 1\n<<: 2"),
+            "a merge key '<<' needs a mapping or a sequence of mappings at line 2, column 5");
+  EXPECT_EQ(error_of("<<: [{a: 1}, x]"),
+            "a merge key '<<' needs a mapping or a sequence of mappings at line 1, column 5");
+}
+
+TEST(LoadYaml, RepeatedKeyKeepsFirstPositionAndLastValue) {
+  const Value v = load_yaml("a: 1\nb: 2\na: 3\n");
+  EXPECT_EQ(keys_of(v), (std::vector<std::string>{"a", "b"}));
+  expect_same(v.as_mapping().at("a"), 3);
+}
+
+TEST(LoadYaml, Aliases) {
+  const Value v = load_yaml("a: &x {k: [1, 2]}\nb: *x\nc: &x 5\nd: *x\n");
+  expect_same(*v.find("b"), *v.find("a"));
+  expect_same(*v.find("d"), 5);
+  EXPECT_EQ(error_of("a: *nope"), "found undefined alias '*nope' at line 1, column 4");
+  EXPECT_EQ(error_of("&a [1, *a]"),
+            "alias '*a' refers to a collection that contains it at line 1, column 8");
+}
+
+TEST(LoadYaml, KeysMustBeScalars) {
+  EXPECT_EQ(error_of("? [a]\n: 1"),
+            "found unhashable key (a sequence); mapping keys must be scalars at line 1, column 3");
+  EXPECT_EQ(error_of("x: &m {a: 1}\n*m : 2"),
+            "found unhashable key (a mapping); mapping keys must be scalars at line 2, column 1");
+  EXPECT_EQ(error_of(".nan: 1"), "a NaN mapping key is not allowed at line 1, column 1");
+}
+
+TEST(LoadYaml, ExactlyOneDocument) {
+  expect_same(load_yaml("---\na: 1\n"), Value::Mapping{{"a", 1}});
+  expect_same(load_yaml("a: 1\n...\n"), Value::Mapping{{"a", 1}});
+  expect_same(load_yaml("# only a comment\n"), Value());
+  EXPECT_EQ(error_of("a: 1\n---\nb: 2\n"),
+            "expected a single YAML document, but found the start of another at line 2, column 1");
+  EXPECT_NE(error_of("a: 1\n---\n"), "");
+}
+
+TEST(LoadYaml, ByteOrderMarkIsSkipped) {
+  expect_same(load_yaml("\xEF\xBB\xBF"
+                        "a: 1"),
+              Value::Mapping{{"a", 1}});
+  EXPECT_EQ(error_of("\xEF\xBB\xBF"
+                     "a: b: c"),
+            "mapping values are not allowed in this context at line 1, column 5");
+}
+
+TEST(LoadYaml, SyntaxErrorsCarryReasonAndPosition) {
+  const struct {
+    std::string text, message;
+  } kCases[] = {
+      {"a: 1\nb: c: d", "mapping values are not allowed in this context at line 2, column 5"},
+      {"a: [1, 2\nb: 3",
+       "did not find expected ',' or ']' at line 2, column 2 (while parsing a flow sequence at "
+       "line 1, column 4)"},
+      {"a: \"\x01\"", "control characters are not allowed (0x01) at line 1, column 5"},
+      {"a: \xFF", "invalid leading UTF-8 octet (0xFF) at line 1, column 4"},
+      {"%YAML 2.0\n--- a", "found incompatible YAML document at line 1, column 1"},
+  };
+  for (const auto& c : kCases) EXPECT_EQ(error_of(c.text), c.message) << c.text;
+}
+
+std::string repeat(const std::string& s, std::size_t n) {
+  std::string out;
+  out.reserve(s.size() * n);
+  for (std::size_t i = 0; i < n; ++i) out += s;
+  return out;
+}
+
+TEST(LoadYamlLimits, Depth) {
+  const std::size_t max = kYamlMaxDepth;
+  const Value deep = load_yaml(repeat("[", max) + repeat("]", max));
+  EXPECT_TRUE(deep.is_sequence());
+  EXPECT_EQ(error_of(repeat("[", max + 1) + repeat("]", max + 1)),
+            "YAML nesting exceeds the limit of 512 levels at line 1, column 513");
+
+  // An alias counts at its full height where it stands: the anchored list
+  // is max - 1 deep inside the top-level list, the alias one level deeper.
+  const std::string anchored = "- &x " + repeat("[", max - 1) + repeat("]", max - 1) + "\n";
+  EXPECT_TRUE(load_yaml(anchored + "- *x\n").is_sequence());
+  EXPECT_EQ(error_of(anchored + "- [*x]\n"),
+            "YAML nesting exceeds the limit of 512 levels at line 2, column 4");
+}
+
+// A flat list holding an anchored list of 1,000 nodes, aliases to it and
+// padding scalars, expanding to exactly `nodes` nodes.
+std::string document_of_nodes(std::size_t nodes) {
+  const std::size_t anchored = 1000;  // the list and its 999 items
+  const std::size_t aliases = (nodes - 1 - anchored) / anchored - 1;
+  const std::size_t padding = nodes - 1 - anchored - aliases * anchored;
+  return "[&a [" + repeat("0,", anchored - 2) + "0]," + repeat("*a,", aliases) +
+         repeat("0,", padding - 1) + "0]";
+}
+
+TEST(LoadYamlLimits, NodesCountAliasesAtTheirExpandedSize) {
+  const Value at_limit = load_yaml(document_of_nodes(kYamlMaxNodes));
+  EXPECT_TRUE(at_limit.is_sequence());
+  const std::string past = error_of(document_of_nodes(kYamlMaxNodes + 1));
+  EXPECT_TRUE(
+      past.starts_with("YAML document exceeds the limit of 1000000 nodes (an alias "
+                       "counts every node it repeats) at line 1, column "))
+      << past;
+
+  std::string bomb = "a: &a [lol, lol, lol, lol, lol, lol, lol, lol, lol]\n";
+  for (char c = 'b'; c <= 'j'; ++c) {
+    const std::string name(1, c), prev(1, static_cast<char>(c - 1));
+    bomb += name + ": &" + name + " [" + repeat("*" + prev + ", ", 8) + "*" + prev + "]\n";
+  }
+  EXPECT_TRUE(error_of(bomb).starts_with("YAML document exceeds the limit of 1000000 nodes"));
+}
+
+TEST(LoadYamlLimits, ScalarTextCountsAliasesAtTheirExpandedSize) {
+  const std::size_t chunk = kYamlMaxScalarBytes / 16;
+  const std::string head = "[&s " + std::string(chunk, 'x');
+  EXPECT_TRUE(load_yaml(head + repeat(", *s", 15) + "]").is_sequence());
+  EXPECT_EQ(error_of(head + repeat(", *s", 16) + "]"),
+            "YAML document exceeds the limit of 67108864 bytes of scalar text (an alias counts all "
+            "the text it repeats) at line 1, column " +
+                std::to_string(head.size() + 15 * 4 + 3));
+}
+
+TEST(LoadYamlLimits, InputSize) {
+  const std::string at_limit = "a: " + std::string(kYamlMaxInputBytes - 3, 'x');
+  EXPECT_EQ(load_yaml(at_limit).find("a")->as_string().size(), kYamlMaxInputBytes - 3);
+  EXPECT_EQ(error_of(at_limit + "x"),
+            "YAML text of 8388609 bytes exceeds the limit of 8388608 bytes");
+}
+
+}  // namespace
+}  // namespace tessik
