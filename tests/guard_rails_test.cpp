@@ -223,7 +223,7 @@ TEST_F(GuardRails, DocumentIsReadOnEveryCall) {
 
 TEST_F(GuardRails, UnclosedOpenersStayLinear) {
   std::string prompt;
-  for (int i = 0; i < 100'000; ++i) prompt += "<!-- ANTI-PATTERNS\n- x\n";
+  for (int i = 0; i < 100'000; ++i) prompt += "<!-- ANTI-PATTERNS\n- a -> b\n";
   const auto [merged, warnings] = merge(prompt, document(D));
   EXPECT_EQ(merged, D + "\n\n" + prompt);
   EXPECT_TRUE(warnings.empty());
