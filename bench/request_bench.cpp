@@ -89,7 +89,8 @@ std::vector<FileChange> changes_of_size(std::size_t size) {
     FileChange c;
     c.file_path = "src/module_" + std::to_string(i) + "/file.cc";
     const std::size_t overhead = (i == 0 ? 0 : 2) + 6 + c.file_path.size() + 1;
-    const std::size_t want = std::min<std::size_t>(16 << 10, size - std::min(size, total + overhead));
+    const std::size_t want =
+        std::min<std::size_t>(16 << 10, size - std::min(size, total + overhead));
     while (c.diff.size() < want) c.diff += kLine;
     c.diff.resize(want);
     total += overhead + want;
@@ -107,8 +108,7 @@ tessik::AgentDefinition agent_definition() {
 
 class InstantClient final : public tessik::AIClient {
  public:
-  tessik::CompletionResult complete(const tessik::Value&,
-                                    const tessik::CompleteOptions&) override {
+  tessik::CompletionResult complete(const tessik::Value&, const tessik::CompleteOptions&) override {
     return {R"({"status": "clean", "summary": "Reviewed.", "confidence": 0.9})"};
   }
 };

@@ -14,8 +14,6 @@ namespace tessik {
 
 namespace detail {
 
-const Value CACHE_CONTROL_1H = Value::Mapping{{"type", "ephemeral"}, {"ttl", "1h"}};
-
 std::string unqualified_type_name(std::string_view demangled) {
   // The name starts after the last "::" outside brackets and ends at the
   // first bracket after that start, so "ns::Outer<a::b>::Inner<int>" gives

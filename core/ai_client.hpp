@@ -43,8 +43,8 @@ namespace tessik {
 // `stop_reason` as absent, `iterations_used` as 1 and `hit_iteration_cap`
 // as false.
 struct CompletionResult {
-  std::string text{};  // the model's final reply, possibly empty
-  std::optional<std::string> stop_reason{};  // e.g. "end_turn", "max_tokens", "refusal"
+  std::string text{};                             // the model's final reply, possibly empty
+  std::optional<std::string> stop_reason{};       // e.g. "end_turn", "max_tokens", "refusal"
   std::optional<std::int64_t> iterations_used{};  // tool-use iterations spent
   std::optional<bool> hit_iteration_cap{};        // stopped at `max_iterations`
 };
@@ -79,7 +79,7 @@ struct ToolCompleteOptions {
   Value system{};  // the system blocks: a sequence of block mappings
   Value tools{};   // the tool definitions shown to the model, a sequence
   std::map<std::string, ToolHandler> tool_handlers{};  // tool name -> handler
-  std::int64_t max_iterations = 0;                   // tool-use iteration cap
+  std::int64_t max_iterations = 0;                     // tool-use iteration cap
   std::string agent_name{};
   std::int64_t max_tokens = 0;
   Value output_config{};  // constraint on the reply's shape, passed through
@@ -117,8 +117,9 @@ class AIClient {
 namespace detail {
 
 // The cache-control marker of a system block that the client may keep in
-// its prompt cache for one hour: {"type": "ephemeral", "ttl": "1h"}.
-extern const Value CACHE_CONTROL_1H;
+// its prompt cache for one hour. Inline, so that it is ready before any
+// static initialiser that includes this header uses it.
+inline const Value CACHE_CONTROL_1H = Value::Mapping{{"type", "ephemeral"}, {"ttl", "1h"}};
 
 // The unqualified name in a demangled C++ type name: namespaces, enclosing
 // classes and template arguments removed ("a::b<c::d>::E<int>" -> "E",

@@ -51,14 +51,13 @@ Value finding_schema() {
                                   Mapping{{"type", "null"}}}}}},
       {"replacement_line_count", Mapping{{"type", "integer"}}},
   };
-  return closed_object(std::move(properties), names({"file_path", "line_number", "severity",
-                                                     "issue", "suggestion", "confidence",
-                                                     "category"}));
+  return closed_object(std::move(properties),
+                       names({"file_path", "line_number", "severity", "issue", "suggestion",
+                              "confidence", "category"}));
 }
 
 Value findings_shape() {
-  Value findings =
-      Mapping{{"type", "array"}, {"items", finding_schema()}, {"minItems", 1}};
+  Value findings = Mapping{{"type", "array"}, {"items", finding_schema()}, {"minItems", 1}};
   return closed_object(Mapping{{"status", enum_of({"findings"})},
                                {"findings", std::move(findings)},
                                {"summary", text(false)}},
@@ -73,12 +72,12 @@ Value clean_shape() {
 }
 
 Value error_shape() {
-  Value error = closed_object(
-      Mapping{{"code", enum_of({"tool_unavailable", "model_refusal", "internal_error",
-                                "max_iterations_no_verdict"})},
-              {"message", text(true)},
-              {"iterations_used", Mapping{{"type", "integer"}}}},
-      names({"code", "message"}));
+  Value error =
+      closed_object(Mapping{{"code", enum_of({"tool_unavailable", "model_refusal", "internal_error",
+                                              "max_iterations_no_verdict"})},
+                            {"message", text(true)},
+                            {"iterations_used", Mapping{{"type", "integer"}}}},
+                    names({"code", "message"}));
   return closed_object(Mapping{{"status", enum_of({"error"})}, {"error", std::move(error)}},
                        names({"status", "error"}));
 }
@@ -87,8 +86,7 @@ Value error_shape() {
 
 Value output_config_for_three_state() {
   Value schema = Mapping{{"anyOf", Sequence{findings_shape(), clean_shape(), error_shape()}}};
-  return Mapping{
-      {"format", Mapping{{"type", "json_schema"}, {"schema", std::move(schema)}}}};
+  return Mapping{{"format", Mapping{{"type", "json_schema"}, {"schema", std::move(schema)}}}};
 }
 
 }  // namespace tessik

@@ -73,7 +73,9 @@ std::string_view unwrap_fence(std::string_view text) {
   return content;
 }
 
-bool non_blank_text(const Value* v) { return v && v->is_string() && !strip(v->as_string()).empty(); }
+bool non_blank_text(const Value* v) {
+  return v && v->is_string() && !strip(v->as_string()).empty();
+}
 
 Judgement judge_envelope(Value reply) {
   if (!reply.is_mapping()) {
@@ -90,9 +92,8 @@ Judgement judge_envelope(Value reply) {
     }
     return invalid_schema("the reply object has no \"status\"");
   }
-  if (!status->is_string() ||
-      (status->as_string() != "findings" && status->as_string() != "clean" &&
-       status->as_string() != "error")) {
+  if (!status->is_string() || (status->as_string() != "findings" &&
+                               status->as_string() != "clean" && status->as_string() != "error")) {
     return invalid_schema("the reply's \"status\" is " + repr(*status) +
                           "; expected 'findings', 'clean' or 'error'");
   }
@@ -131,8 +132,8 @@ Judgement judge_envelope(Value reply) {
 Judgement judge_text(std::string_view raw_text, const std::optional<std::string>& stop_reason) {
   const std::string_view text = strip(raw_text);
   if (text.empty()) {
-    return refuse("empty_response", raw_text.empty() ? "the reply is empty"
-                                                     : "the reply holds only white space");
+    return refuse("empty_response",
+                  raw_text.empty() ? "the reply is empty" : "the reply holds only white space");
   }
   if (raw_text.size() > MAX_REPLY_BYTES) {
     return refuse("response_too_large", "the reply is " + std::to_string(raw_text.size()) +
@@ -173,10 +174,10 @@ TerminalState classify_terminal_state(const ReplyFacts& facts) {
   Judgement j = judge_text(facts.raw_text, facts.stop_reason);
   if (j.valid) return {std::move(j.state), std::move(j.reply)};
   if (facts.hit_iteration_cap) {
-    return classifier_error(
-        facts, "max_iterations_no_verdict",
-        "the tool-use loop stopped at its cap of " + std::to_string(facts.max_iterations) +
-            " iterations without a verdict (" + j.message + ")");
+    return classifier_error(facts, "max_iterations_no_verdict",
+                            "the tool-use loop stopped at its cap of " +
+                                std::to_string(facts.max_iterations) +
+                                " iterations without a verdict (" + j.message + ")");
   }
   return classifier_error(facts, std::move(j.code), std::move(j.message));
 }

@@ -71,9 +71,9 @@ struct TerminalState {
 struct ReplyFacts {
   std::string_view raw_text{};               // the model's final reply text
   std::optional<std::string> stop_reason{};  // absent when the client did not say
-  std::int64_t iterations_used = 1;        // tool-use iterations spent
-  std::int64_t max_iterations = 5;         // the agent's iteration cap
-  bool hit_iteration_cap = false;          // the client stopped at the cap
+  std::int64_t iterations_used = 1;          // tool-use iterations spent
+  std::int64_t max_iterations = 5;           // the agent's iteration cap
+  bool hit_iteration_cap = false;            // the client stopped at the cap
 };
 
 // Sorts one reply into its terminal state by the table above.

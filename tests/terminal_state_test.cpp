@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <optional>
 #include <string>
 
 #include <tessik/finding_schema.hpp>
@@ -10,176 +9,135 @@
 namespace tessik {
 namespace {
 
-const char* const kFindings =
-    R"({"status": "findings", "findings": [{"file_path": "a", "line_number": 1}]})";
-const char* const kClean = R"({"status": "clean", "summary": "Read all of it.", "confidence": 1})";
-const char* const kModelError =
-    R"({"status": "error", "error": {"code": "tool_unavailable", "message": "no tools"}})";
+const std::string F = R"({"status": "findings", "findings": [{"line_number": 1}]})";
+const std::string C = R"({"status": "clean", "summary": "Read it.", "confidence": 1})";
+const std::string E =
+    R"({"status": "error", "error": {"code": "tool_unavailable", "message": ""}})";
 
 struct Case {
   const char* name;
   std::string text;
-  std::optional<std::string> stop_reason;
+  const char* stop_reason;  // nullptr: absent
   bool hit_cap;
-  const char* state;
-  const char* code;  // the classifier's code for "error"; nullptr for a valid reply
+  const char* want;  // the state of a valid reply, else the classifier's error code
 };
 
 TEST(ClassifyTerminalState, Table) {
-  const std::string big = "{\"status\": \"clean\", \"summary\": \"" +
-                          std::string(MAX_REPLY_BYTES, 'x') + "\", \"confidence\": 1}";
+  const std::string huge = C + std::string(MAX_REPLY_BYTES, ' ');  // valid, but too long
   const Case cases[] = {
-      // Valid replies keep their own status.
-      {"findings reply", kFindings, "end_turn", false, "findings", nullptr},
-      {"clean reply with integer confidence", kClean, std::nullopt, false, "clean", nullptr},
-      {"model's own error reply", kModelError, std::nullopt, false, "error", nullptr},
-      {"surrounding white space is ignored", std::string(" \n") + kClean + "\n\t", {}, false,
-       "clean", nullptr},
-      {"json fence is unwrapped", std::string("```json\n") + kClean + "\n```", {}, false, "clean",
-       nullptr},
-      {"bare fence is unwrapped", std::string("```\n") + kFindings + "\n```\n", {}, false,
-       "findings", nullptr},
-      {"a valid reply wins over the iteration cap", kClean, {}, true, "clean", nullptr},
-      {"a valid reply at the token limit is kept", kClean, "max_tokens", false, "clean", nullptr},
-      // Replies that are not verdicts.
-      {"empty text", "", {}, false, "error", "empty_response"},
-      {"blank text, Unicode spaces too", " \n\u00a0\u3000", {}, false, "error", "empty_response"},
-      {"refusal beats a valid text", kClean, "refusal", false, "error", "model_refusal"},
-      {"refusal with empty text", "", "refusal", true, "error", "model_refusal"},
-      {"prose", "Looks fine to me.", {}, false, "error", "invalid_json"},
-      {"cut-off JSON at the token limit", R"({"status": "findings", "find)", "max_tokens", false,
-       "error", "truncated_response"},
-      {"prose at the token limit", "I think", "max_tokens", false, "error",
-       "truncated_response"},
-      {"text around a fence is not unwrapped", std::string("Here:\n```json\n") + kClean + "\n```",
-       {}, false, "error", "invalid_json"},
-      {"two fenced blocks are not unwrapped",
-       std::string("```json\n") + kClean + "\n```\n```json\n" + kClean + "\n```", {}, false,
-       "error", "invalid_json"},
-      {"a fence tagged with another language is not unwrapped",
-       std::string("```python\n") + kClean + "\n```", {}, false, "error", "invalid_json"},
-      {"trailing comma", R"({"status": "clean", "summary": "s", "confidence": 1,})", {}, false,
-       "error", "invalid_json"},
-      {"too large to parse", big, {}, false, "error", "response_too_large"},
-      {"JSON array", "[]", {}, false, "error", "invalid_response_schema"},
-      {"JSON string", "\"clean\"", {}, false, "error", "invalid_response_schema"},
-      {"legacy bare findings object", R"({"findings": []})", {}, false, "error",
+      {"findings reply", F, "end_turn", false, "findings"},
+      {"clean reply, integer confidence", C, nullptr, false, "clean"},
+      {"model's own error reply", E, nullptr, false, "error"},
+      {"white space around is ignored", " \n" + C + "\n\t", nullptr, false, "clean"},
+      {"json fence unwrapped", "```json\n" + C + "\n```", nullptr, false, "clean"},
+      {"bare fence unwrapped", "```\n" + F + "\n```\n", nullptr, false, "findings"},
+      {"valid reply wins over the cap", C, nullptr, true, "clean"},
+      {"valid reply at the token limit kept", C, "max_tokens", false, "clean"},
+      {"empty", "", nullptr, false, "empty_response"},
+      {"blank, Unicode spaces too", " \n\u00a0\u3000", nullptr, false, "empty_response"},
+      {"refusal beats a valid text", C, "refusal", false, "model_refusal"},
+      {"refusal beats the cap", "", "refusal", true, "model_refusal"},
+      {"prose", "Looks fine.", nullptr, false, "invalid_json"},
+      {"cut-off JSON at token limit", F.substr(0, 30), "max_tokens", false, "truncated_response"},
+      {"text around a fence", "Here:\n```json\n" + C + "\n```", nullptr, false, "invalid_json"},
+      {"two fenced blocks", "```\n" + C + "\n```\n```\n" + C + "\n```", nullptr, false,
+       "invalid_json"},
+      {"fence of another language", "```py\n" + C + "\n```", nullptr, false, "invalid_json"},
+      {"trailing comma", C.substr(0, C.size() - 1) + ",}", nullptr, false, "invalid_json"},
+      {"too large to parse", huge, nullptr, false, "response_too_large"},
+      {"array", "[]", nullptr, false, "invalid_response_schema"},
+      {"legacy bare findings", R"({"findings": []})", nullptr, false, "invalid_response_schema"},
+      {"status in other case", R"({"status": "Clean"})", nullptr, false, "invalid_response_schema"},
+      {"status not text", R"({"status": 1})", nullptr, false, "invalid_response_schema"},
+      {"empty findings", R"({"status": "findings", "findings": []})", nullptr, false,
        "invalid_response_schema"},
-      {"object without status", R"({"summary": "x"})", {}, false, "error",
+      {"findings not an array", R"({"status": "findings", "findings": {"a": 1}})", nullptr, false,
        "invalid_response_schema"},
-      {"status differs in letter case", R"({"status": "Clean", "summary": "s", "confidence": 1})",
-       {}, false, "error", "invalid_response_schema"},
-      {"status not text", R"({"status": 1})", {}, false, "error", "invalid_response_schema"},
-      {"unknown status", R"({"status": "done"})", {}, false, "error", "invalid_response_schema"},
-      {"findings reply with empty array", R"({"status": "findings", "findings": []})", {}, false,
-       "error", "invalid_response_schema"},
-      {"findings reply without array", R"({"status": "findings"})", {}, false, "error",
+      {"clean, blank summary", R"({"status": "clean", "summary": " ", "confidence": 1})", nullptr,
+       false, "invalid_response_schema"},
+      {"clean, no summary", R"({"status": "clean", "confidence": 1})", nullptr, false,
        "invalid_response_schema"},
-      {"findings reply with an object for the array",
-       R"({"status": "findings", "findings": {"a": 1}})", {}, false, "error",
+      {"clean, text confidence", R"({"status": "clean", "summary": "s", "confidence": "1"})",
+       nullptr, false, "invalid_response_schema"},
+      {"clean, boolean confidence", R"({"status": "clean", "summary": "s", "confidence": true})",
+       nullptr, false, "invalid_response_schema"},
+      {"error, text error", R"({"status": "error", "error": "boom"})", nullptr, false,
        "invalid_response_schema"},
-      {"clean reply without summary", R"({"status": "clean", "confidence": 0.9})", {}, false,
-       "error", "invalid_response_schema"},
-      {"clean reply with blank summary", R"({"status": "clean", "summary": " ", "confidence": 1})",
-       {}, false, "error", "invalid_response_schema"},
-      {"clean reply with numeric summary", R"({"status": "clean", "summary": 1, "confidence": 1})",
-       {}, false, "error", "invalid_response_schema"},
-      {"clean reply with text confidence",
-       R"({"status": "clean", "summary": "s", "confidence": "high"})", {}, false, "error",
+      {"error, no message", R"({"status": "error", "error": {"code": "x"}})", nullptr, false,
        "invalid_response_schema"},
-      {"clean reply with boolean confidence",
-       R"({"status": "clean", "summary": "s", "confidence": true})", {}, false, "error",
-       "invalid_response_schema"},
-      {"error reply without error object", R"({"status": "error"})", {}, false, "error",
-       "invalid_response_schema"},
-      {"error reply with text error", R"({"status": "error", "error": "boom"})", {}, false,
-       "error", "invalid_response_schema"},
-      {"error reply without message", R"({"status": "error", "error": {"code": "x"}})", {}, false,
-       "error", "invalid_response_schema"},
-      {"error reply with numeric code",
-       R"({"status": "error", "error": {"code": 5, "message": "m"}})", {}, false, "error",
-       "invalid_response_schema"},
-      // The iteration cap explains any reply that is not a verdict.
-      {"cap with empty text", "", {}, true, "error", "max_iterations_no_verdict"},
-      {"cap with prose", "Still looking", "max_tokens", true, "error",
-       "max_iterations_no_verdict"},
-      {"cap with a schema violation", R"({"findings": []})", {}, true, "error",
+      {"error, numeric code", R"({"status": "error", "error": {"code": 5, "message": ""}})",
+       nullptr, false, "invalid_response_schema"},
+      {"cap explains an empty reply", "", nullptr, true, "max_iterations_no_verdict"},
+      {"cap explains a cut-off reply", "{", "max_tokens", true, "max_iterations_no_verdict"},
+      {"cap explains a schema error", R"({"findings": []})", nullptr, true,
        "max_iterations_no_verdict"},
   };
   for (const Case& c : cases) {
-    const TerminalState t = classify_terminal_state({.raw_text = c.text,
-                                                     .stop_reason = c.stop_reason,
-                                                     .iterations_used = 4,
-                                                     .max_iterations = 6,
-                                                     .hit_iteration_cap = c.hit_cap});
-    EXPECT_EQ(t.state, c.state) << c.name;
-    ASSERT_TRUE(t.payload.is_mapping()) << c.name;
-    if (c.code == nullptr) {
-      EXPECT_EQ(to_json(t.payload), to_json(parse_json(c.text.substr(
-                                        c.text.find('{'), c.text.rfind('}') - c.text.find('{') + 1))))
-          << c.name << ": the payload is the reply object, unchanged";
+    const TerminalState t = classify_terminal_state(
+        {.raw_text = c.text,
+         .stop_reason = c.stop_reason ? std::optional<std::string>(c.stop_reason) : std::nullopt,
+         .iterations_used = 4,
+         .hit_iteration_cap = c.hit_cap});
+    const std::string want = c.want;
+    if (want == "findings" || want == "clean" || want == "error") {
+      EXPECT_EQ(t.state, want) << c.name;
+      const std::size_t open = c.text.find('{');
+      const Value reply = parse_json(c.text.substr(open, c.text.rfind('}') - open + 1));
+      EXPECT_EQ(to_json(t.payload), to_json(reply)) << c.name << ": payload is the reply itself";
       continue;
     }
-    const Value& error = t.payload.as_mapping().at("error");
-    EXPECT_EQ(t.payload.as_mapping().size(), 1u) << c.name;
-    EXPECT_EQ(error.as_mapping().at("code"), Value(c.code)) << c.name;
-    EXPECT_FALSE(error.as_mapping().at("message").as_string().empty()) << c.name;
-    EXPECT_EQ(error.as_mapping().at("iterations_used"), Value(4)) << c.name;
+    EXPECT_EQ(t.state, "error") << c.name;
+    ASSERT_EQ(t.payload.as_mapping().size(), 1u) << c.name;
+    const Value::Mapping& error = t.payload.as_mapping().at("error").as_mapping();
+    EXPECT_EQ(error.at("code"), Value(want)) << c.name;
+    EXPECT_NE(error.at("message"), Value("")) << c.name;
+    EXPECT_EQ(error.at("iterations_used"), Value(4)) << c.name;
   }
 }
 
 TEST(ClassifyTerminalState, MessagesNameTheProblem) {
   const auto message = [](ReplyFacts facts) {
-    return classify_terminal_state(facts).payload.find("error")->find("message")->as_string();
+    return to_json(*classify_terminal_state(facts).payload.find("error")->find("message"));
   };
-  EXPECT_NE(message({.raw_text = R"({"findings": []})"}).find("no \"status\""), std::string::npos);
+  EXPECT_NE(message({.raw_text = R"({"findings": []})"}).find("no \\\"status\\\""),
+            std::string::npos);
   EXPECT_NE(message({.raw_text = R"({"status": "done"})"}).find("'done'"), std::string::npos);
   EXPECT_NE(message({.raw_text = "", .max_iterations = 7, .hit_iteration_cap = true})
                 .find("cap of 7 iterations"),
             std::string::npos);
 }
 
-// The schema must accept what the reply contract asks for and nothing the
-// finding parser cannot read.
-TEST(OutputConfig, ConstrainsToTheThreeShapes) {
+// The schema's enums must match what the finding parser and the reply
+// contract accept, and each shape must require what the classifier requires.
+TEST(OutputConfig, ConstrainsRepliesToTheThreeShapes) {
   const Value config = output_config_for_three_state();
-  EXPECT_EQ(config, output_config_for_three_state()) << "fresh but identical each call";
   const Value& format = config.as_mapping().at("format");
-  EXPECT_EQ(format.as_mapping().at("type"), Value("json_schema"));
-  const Value::Sequence& shapes =
-      format.as_mapping().at("schema").as_mapping().at("anyOf").as_sequence();
+  EXPECT_EQ(format.find("type")->as_string(), "json_schema");
+  const Value::Sequence& shapes = format.find("schema")->find("anyOf")->as_sequence();
   ASSERT_EQ(shapes.size(), 3u);
-
-  const auto props = [](const Value& object) -> const Value::Mapping& {
-    return object.as_mapping().at("properties").as_mapping();
+  const auto prop = [](const Value& object, const char* key) {
+    return *object.find("properties")->find(key);
   };
-  const auto required = [](const Value& object) {
-    return object.as_mapping().at("required");
+  const auto strings = [](std::initializer_list<const char*> items) {
+    Value::Sequence s(items.begin(), items.end());
+    return Value(s);
   };
-  const auto enum_of = [](const Value& property) { return property.as_mapping().at("enum"); };
-
-  EXPECT_EQ(enum_of(props(shapes[0]).at("status")), Value(Value::Sequence{"findings"}));
-  EXPECT_EQ(enum_of(props(shapes[1]).at("status")), Value(Value::Sequence{"clean"}));
-  EXPECT_EQ(enum_of(props(shapes[2]).at("status")), Value(Value::Sequence{"error"}));
-  EXPECT_EQ(required(shapes[1]), (Value::Sequence{"status", "summary", "confidence"}));
-  EXPECT_EQ(props(shapes[0]).at("findings").as_mapping().at("minItems"), Value(1));
-
-  const Value& finding = props(shapes[0]).at("findings").as_mapping().at("items");
-  for (const char* key : {"file_path", "line_number", "severity", "issue", "suggestion",
-                          "confidence", "category", "code_replacement",
-                          "replacement_line_count"}) {
-    EXPECT_TRUE(props(finding).contains(key)) << key;
+  const char* statuses[] = {"findings", "clean", "error"};
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(*prop(shapes[i], "status").find("enum"), strings({statuses[i]}));
+    EXPECT_EQ(*shapes[i].find("additionalProperties"), Value(false));
   }
-  EXPECT_EQ(enum_of(props(finding).at("severity")),
-            (Value::Sequence{"high", "medium", "low", "info"}));
-  EXPECT_EQ(enum_of(props(finding).at("category")),
-            (Value::Sequence{"architecture", "security", "performance", "code-quality"}));
-  EXPECT_EQ(props(finding).at("code_replacement"),
-            (Value::Mapping{{"anyOf", Value::Sequence{Value::Mapping{{"type", "array"},
-                                                                     {"items", Value::Mapping{{"type", "string"}}}},
-                                                      Value::Mapping{{"type", "null"}}}}}));
-  const Value& error = props(shapes[2]).at("error");
-  EXPECT_EQ(required(error), (Value::Sequence{"code", "message"}));
+  EXPECT_EQ(*shapes[1].find("required"), strings({"status", "summary", "confidence"}));
+  EXPECT_EQ(*prop(shapes[2], "error").find("required"), strings({"code", "message"}));
+  const Value findings = prop(shapes[0], "findings");
+  EXPECT_EQ(*findings.find("minItems"), Value(1));
+  const Value& finding = *findings.find("items");
+  EXPECT_EQ(finding.find("properties")->as_mapping().size(), 9u);
+  EXPECT_EQ(*prop(finding, "severity").find("enum"), strings({"high", "medium", "low", "info"}));
+  EXPECT_EQ(*prop(finding, "category").find("enum"),
+            strings({"architecture", "security", "performance", "code-quality"}));
+  EXPECT_EQ(to_json(prop(finding, "code_replacement")),
+            R"({"anyOf":[{"type":"array","items":{"type":"string"}},{"type":"null"}]})");
 }
 
 }  // namespace

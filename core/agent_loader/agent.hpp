@@ -88,8 +88,8 @@ struct ReviewerTools {
 class LoadedAgent final : public AgentProtocol {
  public:
   // Stores every argument as given; nothing is checked or converted.
-  LoadedAgent(AgentDefinition definition, std::shared_ptr<AIClient> client,
-              std::int64_t max_tokens, ReviewerTools tools = {});
+  LoadedAgent(AgentDefinition definition, std::shared_ptr<AIClient> client, std::int64_t max_tokens,
+              ReviewerTools tools = {});
 
   // The definition's name.
   const std::string& name() const override { return def_.name; }

@@ -89,7 +89,8 @@ inline constexpr std::string_view REVIEW_SENTENCE =
     "quality concerns. ";
 
 // The text that opens the agent's system block, before its own prompt.
-inline constexpr std::string_view AGENT_BLOCK_LEAD = "The code diff above is what you must review. ";
+inline constexpr std::string_view AGENT_BLOCK_LEAD =
+    "The code diff above is what you must review. ";
 
 // Every change as "File: " + path + "\n" + diff, in the given order, joined
 // by "\n\n". Paths and diffs are taken as they are (nothing trimmed or
