@@ -2,7 +2,9 @@
 # (keeping core/'s layout), the library, the built-in agents under
 # share/tessik_agents/agents, a CMake package (find_package(tessik_agents)
 # giving tessik::agents) and a pkg-config file. The installed tree is
-# relocatable: nothing in it names the prefix it was installed to.
+# relocatable: nothing in it names the prefix it was installed to. Everything
+# here belongs to the install component "tessik_agents", so the library can
+# be installed without the project's programs.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
@@ -35,20 +37,23 @@ set_target_properties(tessik_agents PROPERTIES
   SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 
 install(TARGETS tessik_agents EXPORT tessik_agentsTargets
-  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
-  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT tessik_agents
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT tessik_agents
+  RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tessik_agents
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/core/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tessik
+  COMPONENT tessik_agents
   FILES_MATCHING PATTERN "*.hpp")
 if(EXISTS ${PROJECT_SOURCE_DIR}/agents)
-  install(DIRECTORY ${PROJECT_SOURCE_DIR}/agents/ DESTINATION ${TESSIK_INSTALL_AGENTSDIR})
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/agents/ DESTINATION ${TESSIK_INSTALL_AGENTSDIR}
+    COMPONENT tessik_agents)
 endif()
 
 install(EXPORT tessik_agentsTargets
   NAMESPACE tessik::
-  DESTINATION ${TESSIK_INSTALL_CMAKEDIR})
+  DESTINATION ${TESSIK_INSTALL_CMAKEDIR}
+  COMPONENT tessik_agents)
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/tessik_agentsConfig.cmake.in
   ${PROJECT_BINARY_DIR}/tessik_agentsConfig.cmake
   INSTALL_DESTINATION ${TESSIK_INSTALL_CMAKEDIR})
@@ -58,7 +63,8 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/tessik_agentsConfigVersio
 install(FILES
   ${PROJECT_BINARY_DIR}/tessik_agentsConfig.cmake
   ${PROJECT_BINARY_DIR}/tessik_agentsConfigVersion.cmake
-  DESTINATION ${TESSIK_INSTALL_CMAKEDIR})
+  DESTINATION ${TESSIK_INSTALL_CMAKEDIR}
+  COMPONENT tessik_agents)
 
 # pkg-config: the prefix is derived from the .pc file's own location, and the
 # private dependencies are listed only when they are needed to link, that is,
@@ -76,4 +82,5 @@ else()
 endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/tessik_agents.pc.in
   ${PROJECT_BINARY_DIR}/tessik_agents.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/tessik_agents.pc DESTINATION ${TESSIK_INSTALL_PKGCONFIGDIR})
+install(FILES ${PROJECT_BINARY_DIR}/tessik_agents.pc DESTINATION ${TESSIK_INSTALL_PKGCONFIGDIR}
+  COMPONENT tessik_agents)

@@ -87,29 +87,25 @@ std::vector<std::string> names(const std::vector<AgentDefinition>& definitions) 
 
 std::string role(const LoadedAgent& agent) { return text_form(agent.definition().role); }
 
+using Lines = std::vector<std::string>;
+
 // Every line logged on Log::agent while it lives, as "LEVEL message".
 class AgentLog {
  public:
-  AgentLog() {
-    Log::agent.set_level(LogLevel::debug);
-    Log::agent.set_sink([this](const LogRecord& record) {
-      const char* level = record.level == LogLevel::warning ? "WARNING "
-                          : record.level == LogLevel::info  ? "INFO "
-                                                            : "DEBUG ";
-      lines_.push_back(level + std::string(record.message));
-    });
+  Lines lines() const {
+    Lines out;
+    for (const auto& line : capture_.lines()) {
+      const char* level = line.level == LogLevel::warning ? "WARNING "
+                          : line.level == LogLevel::info  ? "INFO "
+                                                          : "DEBUG ";
+      out.push_back(level + line.message);
+    }
+    return out;
   }
-  ~AgentLog() {
-    Log::agent.set_sink(nullptr);
-    Log::agent.set_level(LogLevel::warning);
-  }
-  const std::vector<std::string>& lines() const { return lines_; }
 
  private:
-  std::vector<std::string> lines_;
+  ScopedLogCapture capture_{Log::agent};
 };
-
-using Lines = std::vector<std::string>;
 
 class LoadingTest : public ::testing::Test {
  protected:

@@ -20,9 +20,9 @@ struct DirCloser {
 };
 
 [[noreturn]] void throw_listing_error(const std::string& directory, int error_number) {
-  throw FileSystemError("cannot list directory " + repr(std::string_view(directory)) + ": " +
-                            std::strerror(error_number),
-                        error_number);
+  throw FileSystemError(
+      "cannot list directory " + repr(directory) + ": " + std::strerror(error_number),
+      error_number);
 }
 
 }  // namespace

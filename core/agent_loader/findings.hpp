@@ -38,12 +38,12 @@ namespace tessik {
 // should replace the faulty code, later placed inside a fenced suggestion
 // block whose fence is a line of three backticks.
 //
-// Returns nullopt unless `raw` is a sequence (null, a bare string - even a
-// multi-line one -, a number, a boolean, a mapping). Otherwise keeps the
-// string items in order, drops every other item, and passes each kept item
-// through `detail::escape`; kept items are otherwise untouched (not trimmed,
-// not split, empty strings kept). Returns nullopt when nothing is kept, so
-// the result is never an empty vector. Never fails.
+// Returns nullopt when `raw` is not a sequence: null, a number, a boolean, a
+// mapping or a bare string (even a multi-line one, which is not split).
+// Otherwise keeps the string items in order, drops every other item, and
+// passes each kept item through `detail::escape`; kept items are otherwise
+// untouched (not trimmed, not split, empty strings kept). Returns nullopt
+// when nothing is kept, so the result is never an empty vector. Never fails.
 std::optional<std::vector<std::string>> filter_code_replacement(const Value& raw);
 
 namespace detail {

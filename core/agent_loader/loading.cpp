@@ -41,9 +41,9 @@ bool names_directory(const std::string& path) {
   if (::stat(path.c_str(), &info) == 0) return S_ISDIR(info.st_mode);
   const int error_number = errno;
   if (error_number == ENOENT || error_number == ENOTDIR || error_number == ELOOP) return false;
-  throw FileSystemError("cannot examine custom agents directory " + repr(std::string_view(path)) +
-                            ": " + std::strerror(error_number),
-                        error_number);
+  throw FileSystemError(
+      "cannot examine custom agents directory " + repr(path) + ": " + std::strerror(error_number),
+      error_number);
 }
 
 std::filesystem::path canonical_directory(const std::string& path) {
@@ -51,9 +51,9 @@ std::filesystem::path canonical_directory(const std::string& path) {
                                                        &std::free);
   if (!resolved) {
     const int error_number = errno;
-    throw FileSystemError("cannot resolve custom agents directory " + repr(std::string_view(path)) +
-                              ": " + std::strerror(error_number),
-                          error_number);
+    throw FileSystemError(
+        "cannot resolve custom agents directory " + repr(path) + ": " + std::strerror(error_number),
+        error_number);
   }
   return resolved.get();
 }
