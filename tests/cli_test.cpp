@@ -152,7 +152,8 @@ TEST(CliPrompt, ShowsTheRequestOfOneAgent) {
   const Outcome r = run({"prompt", "--diff", kExampleDiff, "--agent", "wynn", "--shared",
                          (kSource / "examples/shared.json").string(), "--json"});
   ASSERT_EQ(r.status, EXIT_OK) << r.err;
-  const Value::Sequence& requests = parse_json(r.out).as_sequence();
+  const Value json = parse_json(r.out);
+  const Value::Sequence& requests = json.as_sequence();
   ASSERT_EQ(requests.size(), 1u);
   const Value& req = requests[0];
   EXPECT_EQ(req.find("cache_key")->as_string().size(), 16u);
@@ -208,7 +209,8 @@ TEST(CliReview, ReplyFilesDecideVerdictAndStatus) {
   replies.write("wynn.meta.json", R"({"stop_reason": "refusal", "iterations_used": 2})");
   Outcome r = run(args);
   EXPECT_EQ(r.status, EXIT_FAILED);
-  const Value& wynn = parse_json(r.out).find("agents")->as_sequence().at(3);
+  const Value json = parse_json(r.out);
+  const Value& wynn = json.find("agents")->as_sequence().at(3);
   EXPECT_EQ(*wynn.find("verdict")->find("error_code"), Value("model_refusal"));
 
   // An agent without a recorded reply fails on its own; the others still run.

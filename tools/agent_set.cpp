@@ -60,7 +60,7 @@ AgentSet load_agent_set(const ParsedArgs& args, std::shared_ptr<AIClient> client
 
 std::vector<FileChange> read_changes(const ParsedArgs& args, std::istream& in) {
   const std::optional<std::string> source = args.value("diff");
-  if (!source) throw UsageError("--diff FILE is required (\"-\" reads standard input)");
+  if (!source) throw UsageError("--diff FILE is required");
   std::string text;
   if (*source == "-") {
     text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());

@@ -37,7 +37,8 @@ AgentSet load_agent_set(const ParsedArgs& args, std::shared_ptr<AIClient> client
 
 // The change given by --diff (a file, or "-" for `in`), split into files.
 // Throws UsageError when --diff is missing, DiffFormatError for a malformed
-// diff, InvalidValueError for a diff without any file.
+// diff, InvalidValueError for a diff without any file, what
+// `read_text_file` throws for an unreadable file.
 std::vector<FileChange> read_changes(const ParsedArgs& args, std::istream& in);
 
 // The shared pre-analysis given by --shared, or nullopt without it. Throws

@@ -28,6 +28,9 @@ void print_overview(std::ostream& os) {
 
 }  // namespace
 
+OptionSpec diff_option() {
+  return {"diff", true, "FILE", "the change as a unified diff (git diff); - reads stdin", true};
+}
 OptionSpec builtin_option() {
   return {"builtin", true, "DIR", "built-in agents directory (default: the installed agents/)"};
 }

@@ -63,6 +63,11 @@ ParsedArgs parse_args(const CommandSpec& spec, std::span<const std::string> args
       throw UsageError("--" + name + " needs a value (" + option->metavar + ")");
     }
   }
+  for (const OptionSpec& o : spec.options) {
+    if (o.required && !parsed.values_.contains(o.name)) {
+      throw UsageError("--" + o.name + " " + o.metavar + " is required");
+    }
+  }
   const std::size_t n = parsed.positional.size();
   if (n < spec.min_positional) {
     throw UsageError(spec.name + " needs " + spec.positional);
@@ -78,9 +83,9 @@ std::string usage_text(const CommandSpec& spec) {
   std::ostringstream os;
   os << "usage: tessik-agents " << spec.name;
   for (const OptionSpec& o : spec.options) {
-    os << " [--" << o.name;
+    os << (o.required ? " --" : " [--") << o.name;
     if (o.takes_value) os << ' ' << o.metavar;
-    os << ']';
+    if (!o.required) os << ']';
   }
   if (!spec.positional.empty()) os << ' ' << spec.positional;
   os << "\n\n" << spec.summary << "\n";

@@ -36,6 +36,7 @@ struct OptionSpec {
   bool takes_value = false;  // false: a flag
   std::string metavar;       // shown in help, e.g. "DIR"
   std::string help;
+  bool required = false;  // parse_args refuses a command line without it
 };
 
 struct CommandSpec {

@@ -67,7 +67,7 @@ int run_prompt(const ParsedArgs& args, const Io& io) {
 Command prompt_command() {
   return {{.name = "prompt",
            .summary = "print the exact request each agent would send for a change",
-           .options = {{"diff", true, "FILE", "the change as a unified diff; - reads stdin"},
+           .options = {diff_option(),
                        {"agent", true, "NAME", "only this agent"},
                        shared_option(),
                        builtin_option(),

@@ -78,7 +78,6 @@ void print_outcome(std::ostream& os, const Outcome& o) {
 }
 
 int run_review(const ParsedArgs& args, const Io& io) {
-  if (!args.value("replies")) throw UsageError("--replies DIR is required");
   const std::vector<FileChange> changes = read_changes(args, io.in);
   const std::optional<SharedAnalysisResult> shared = read_shared(args);
   const AgentSet set = load_agent_set(args, std::make_shared<ReplayClient>(*args.value("replies")));
@@ -135,9 +134,9 @@ int run_review(const ParsedArgs& args, const Io& io) {
 Command review_command() {
   return {{.name = "review",
            .summary = "review a change with every agent, answering from recorded replies",
-           .options = {{"diff", true, "FILE", "the change as a unified diff; - reads stdin"},
+           .options = {diff_option(),
                        {"replies", true, "DIR",
-                        "recorded replies: DIR/<agent>.json, optional DIR/<agent>.meta.json"},
+                        "recorded replies: DIR/<agent>.json, optional DIR/<agent>.meta.json", true},
                        shared_option(),
                        builtin_option(),
                        custom_option(),

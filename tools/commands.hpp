@@ -24,6 +24,7 @@ Command prompt_command();
 Command review_command();
 
 // Options several commands share.
+OptionSpec diff_option();
 OptionSpec builtin_option();
 OptionSpec custom_option();
 OptionSpec shared_option();
