@@ -1,0 +1,72 @@
+// JSON text to Value and back.
+#include <cmath>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <tessik/errors.hpp>
+#include <tessik/json.hpp>
+#include <tessik/text.hpp>
+
+namespace tessik {
+namespace {
+
+TEST(ParseJson, KeepsOrderAndTakesTheLastDuplicate) {
+  const Value v = parse_json(R"({"b": 1, "a": [true, null, 2.5, "x"], "b": 3})");
+  ASSERT_TRUE(v.is_mapping());
+  EXPECT_EQ(repr(v), "{'b': 3, 'a': [True, None, 2.5, 'x']}");
+}
+
+TEST(ParseJson, NumbersKeepTheirKinds) {
+  EXPECT_TRUE(parse_json("1").is_int());
+  EXPECT_TRUE(parse_json("1.0").is_float());
+  EXPECT_EQ(parse_json("-9223372036854775808").as_int(), INT64_MIN);
+  EXPECT_TRUE(parse_json("9223372036854775808").is_float());
+  EXPECT_THROW(parse_json("1e400"), InvalidValueError);  // no infinities in JSON
+}
+
+TEST(ParseJson, MalformedTextIsAnInvalidValueWithItsPosition) {
+  struct Case {
+    const char* name;
+    std::string text;
+  } const cases[] = {
+      {"trailing comma", "[1,]"},    {"comment", "{} // x"},
+      {"single quotes", "{'a': 1}"}, {"empty", ""},
+      {"truncated", R"({"a": )"},    {"invalid UTF-8 in a string", "\"\xff\""},
+      {"two values", "1 2"},
+  };
+  for (const Case& c : cases) {
+    try {
+      parse_json(c.text);
+      ADD_FAILURE() << c.name;
+    } catch (const InvalidValueError& e) {
+      EXPECT_EQ(std::string(e.what()).rfind("malformed JSON: ", 0), 0u) << c.name << e.what();
+      EXPECT_NE(std::string(e.what()).find("line 1, column"), std::string::npos) << c.name;
+    }
+  }
+}
+
+TEST(ParseJson, NestingLimit) {
+  const auto nested = [](std::size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+  };
+  EXPECT_NO_THROW(parse_json(nested(kJsonMaxDepth)));
+  try {
+    parse_json(nested(kJsonMaxDepth + 1));
+    FAIL();
+  } catch (const InvalidValueError& e) {
+    EXPECT_STREQ(e.what(), "JSON nesting deeper than 512 levels");
+  }
+  EXPECT_THROW(parse_json(nested(1000000)), InvalidValueError);
+}
+
+TEST(ToJson, RoundTripsAndSpellsEdgeValues) {
+  const char* text = R"({"a": [1, 2.5, "q\"\n"], "b": {}, "c": null, "d": false})";
+  EXPECT_EQ(to_json(parse_json(text)), text);
+  EXPECT_EQ(to_json(Value(Value::Mapping{{1, std::nan("")}})), R"({"1": null})");
+  EXPECT_EQ(to_json(Value(Value::Sequence{1, Value::Sequence{}}), 2), "[\n  1,\n  []\n]");
+  EXPECT_EQ(to_json(Value(std::string("\xff", 1))), "\"\xef\xbf\xbd\"");
+}
+
+}  // namespace
+}  // namespace tessik

@@ -1,0 +1,311 @@
+// Conversions, text and literal forms, white space, case mapping, code
+// points, file reading and path text.
+#include <sys/stat.h>
+
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <tessik/errors.hpp>
+#include <tessik/text.hpp>
+
+namespace tessik {
+namespace {
+
+enum class Fails { none, invalid, type, overflow };
+
+template <class F>
+Fails failure_of(F f) {
+  try {
+    f();
+  } catch (const InvalidValueError&) {
+    return Fails::invalid;
+  } catch (const TypeError&) {
+    return Fails::type;
+  } catch (const OverflowError&) {
+    return Fails::overflow;
+  }
+  return Fails::none;
+}
+
+const double kInf = std::numeric_limits<double>::infinity();
+const double kNaN = std::numeric_limits<double>::quiet_NaN();
+
+TEST(ToInt, ConvertsOrFailsWithTheRightKind) {
+  struct Case {
+    const char* name;
+    Value input;
+    std::int64_t expected;
+    Fails fails;
+  } const cases[] = {
+      {"integer unchanged", Value(42), 42, Fails::none},
+      {"float truncates toward zero", Value(12.9), 12, Fails::none},
+      {"negative float truncates toward zero", Value(-1.5), -1, Fails::none},
+      {"true is one", Value(true), 1, Fails::none},
+      {"false is zero", Value(false), 0, Fails::none},
+      {"blanks around digits", Value(" 42 "), 42, Fails::none},
+      {"unicode blanks around digits",
+       Value("\u3000"
+             "7\u00a0"),
+       7, Fails::none},
+      {"explicit plus", Value("+7"), 7, Fails::none},
+      {"single underscores", Value("1_000"), 1000, Fails::none},
+      {"int64 min", Value("-9223372036854775808"), INT64_MIN, Fails::none},
+      {"decimal point refused", Value("42.0"), 0, Fails::invalid},
+      {"hex refused", Value("0x2A"), 0, Fails::invalid},
+      {"empty refused", Value(""), 0, Fails::invalid},
+      {"word refused", Value("abc"), 0, Fails::invalid},
+      {"double underscore refused", Value("1__0"), 0, Fails::invalid},
+      {"leading underscore refused", Value("_1"), 0, Fails::invalid},
+      {"sign alone refused", Value("-"), 0, Fails::invalid},
+      {"NUL inside refused",
+       Value(std::string("4\0"
+                         "2",
+                         3)),
+       0, Fails::invalid},
+      {"NaN is invalid", Value(kNaN), 0, Fails::invalid},
+      {"infinity overflows", Value(kInf), 0, Fails::overflow},
+      {"huge float overflows", Value(1e19), 0, Fails::overflow},
+      {"huge decimal overflows", Value("9223372036854775808"), 0, Fails::overflow},
+      {"null is a type error", Value(), 0, Fails::type},
+      {"sequence is a type error", Value(Value::Sequence{}), 0, Fails::type},
+      {"mapping is a type error", Value(Value::Mapping{}), 0, Fails::type},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(failure_of([&] { (void)to_int(c.input); }), c.fails);
+    if (c.fails == Fails::none) {
+      EXPECT_EQ(to_int(c.input), c.expected);
+    }
+  }
+}
+
+TEST(ToFloat, ConvertsOrFailsWithTheRightKind) {
+  struct Case {
+    const char* name;
+    Value input;
+    double expected;
+    Fails fails;
+  } const cases[] = {
+      {"integer", Value(3), 3.0, Fails::none},
+      {"float unchanged", Value(0.25), 0.25, Fails::none},
+      {"true", Value(true), 1.0, Fails::none},
+      {"plain decimal", Value("0.8"), 0.8, Fails::none},
+      {"leading point with blanks", Value(" .5 "), 0.5, Fails::none},
+      {"exponent", Value("1e-1"), 0.1, Fails::none},
+      {"trailing point", Value("5."), 5.0, Fails::none},
+      {"underscores", Value("1_0.2_5"), 10.25, Fails::none},
+      {"infinity any case", Value("-InFiNiTy"), -kInf, Fails::none},
+      {"inf with plus", Value("+inf"), kInf, Fails::none},
+      {"overflowing literal is infinity", Value("1e999"), kInf, Fails::none},
+      {"underflowing literal is zero", Value("1e-999"), 0.0, Fails::none},
+      {"infinity passes through", Value(kInf), kInf, Fails::none},
+      {"word refused", Value("abc"), 0, Fails::invalid},
+      {"bare exponent refused", Value("e5"), 0, Fails::invalid},
+      {"hex refused", Value("0x1p3"), 0, Fails::invalid},
+      {"empty refused", Value(""), 0, Fails::invalid},
+      {"lone point refused", Value("."), 0, Fails::invalid},
+      {"null is a type error", Value(), 0, Fails::type},
+      {"sequence is a type error", Value(Value::Sequence{1}), 0, Fails::type},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(failure_of([&] { (void)to_float(c.input); }), c.fails);
+    if (c.fails == Fails::none) {
+      EXPECT_EQ(to_float(c.input), c.expected);
+    }
+  }
+  EXPECT_TRUE(std::isnan(to_float(Value("nan"))));
+  EXPECT_TRUE(std::isnan(to_float(Value(" -NaN "))));
+}
+
+TEST(TextForm, SpellsEveryKind) {
+  struct Case {
+    Value input;
+    const char* expected;
+  } const cases[] = {
+      {Value(1.0), "1.0"},
+      {Value(2.5), "2.5"},
+      {Value(0.0001), "0.0001"},
+      {Value(0.00001), "1e-05"},
+      {Value(1e16), "1e+16"},
+      {Value(1.5e16), "1.5e+16"},
+      {Value(123456789012345.0), "123456789012345.0"},
+      {Value(1e15), "1000000000000000.0"},
+      {Value(0.1), "0.1"},
+      {Value(1.1), "1.1"},
+      {Value(1e-300), "1e-300"},
+      {Value(kInf), "inf"},
+      {Value(-kInf), "-inf"},
+      {Value(kNaN), "nan"},
+      {Value(-0.0), "-0.0"},
+      {Value(-12), "-12"},
+      {Value(true), "True"},
+      {Value(false), "False"},
+      {Value(), "None"},
+      {Value("as is"), "as is"},
+      {Value(Value::Sequence{1, "a", Value()}), "[1, 'a', None]"},
+      {Value(Value::Mapping{{"k", 1.0}}), "{'k': 1.0}"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(text_form(c.input), c.expected) << c.expected;
+}
+
+TEST(Repr, QuotesAndEscapesLikeALiteral) {
+  struct Case {
+    const char* name;
+    Value input;
+    const char* expected;
+  } const cases[] = {
+      {"plain", Value("abc"), "'abc'"},
+      {"single quote switches to double", Value("it's"), "\"it's\""},
+      {"both quotes keep single and escape it", Value("it's \"x\""), "'it\\'s \"x\"'"},
+      {"escapes", Value("a\\b\n\r\t"), "'a\\\\b\\n\\r\\t'"},
+      {"control byte", Value(std::string("\x01\x7f", 2)), "'\\x01\\x7f'"},
+      {"NUL", Value(std::string("\0", 1)), "'\\x00'"},
+      {"printable non-ASCII kept", Value("caf\u00e9 \u2014 \U0001F600"),
+       "'caf\u00e9 \u2014 \U0001F600'"},
+      {"latin-1 non-printable", Value("\u0085\u00a0"), "'\\x85\\xa0'"},
+      {"BMP non-printable", Value("\u2028\u200b"), "'\\u2028\\u200b'"},
+      {"astral non-printable", Value("\U000E0001"), "'\\U000e0001'"},
+      {"invalid UTF-8 byte", Value(std::string("a\xff", 2)), "'a\\xff'"},
+      {"null", Value(), "None"},
+      {"boolean", Value(false), "False"},
+      {"float", Value(1e-5), "1e-05"},
+      {"nested", Value(Value::Mapping{{"a", Value::Sequence{}}, {1, Value::Mapping{}}}),
+       "{'a': [], 1: {}}"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(repr(c.input), c.expected) << c.name;
+}
+
+TEST(WhiteSpace, StripsExactlyTheSet) {
+  EXPECT_EQ(strip("\t\n\v\f\r\x1c\x1d\x1e\x1f x \u0085\u00a0\u1680\u2000\u200a\u2028\u2029"
+                  "\u202f\u205f\u3000"),
+            "x");
+  // Zero-width space and BOM are not white space.
+  EXPECT_EQ(strip("\u200bx\ufeff"), "\u200bx\ufeff");
+  EXPECT_EQ(lstrip("  a b  "), "a b  ");
+  EXPECT_EQ(rstrip("  a b  "), "  a b");
+  EXPECT_EQ(strip(std::string("\xff  ", 3)), "\xff");
+  EXPECT_EQ(strip("   "), "");
+}
+
+TEST(CaseMapping, LowerAndTitle) {
+  struct Case {
+    const char* input;
+    const char* expected;
+  } const titles[] = {
+      {"security", "Security"},
+      {"code-quality", "Code-Quality"},
+      {"api_checker", "Api_Checker"},
+      {"SQL bot", "Sql Bot"},
+      {"x2y", "X2Y"},
+      {"\u00dfa", "Ssa"},
+      {"o'neil", "O'Neil"},
+      {"\u01c6emal", "\u01c5emal"},
+      {"", ""},
+  };
+  for (const Case& c : titles) EXPECT_EQ(title(c.input), c.expected) << c.input;
+  EXPECT_EQ(lower("HIGH \u0130\u03a3"), "high i\u0307\u03c2");
+  EXPECT_EQ(lower(std::string("A\xff"
+                              "B",
+                              3)),
+            std::string("a\xff"
+                        "b",
+                        3));
+  EXPECT_EQ(title(std::string("a\xff"
+                              "b",
+                              3)),
+            std::string("A\xff"
+                        "B",
+                        3));
+}
+
+TEST(CodePoints, CountAndCut) {
+  EXPECT_EQ(code_point_count("\u00e9\u00e9\u00e9"), 3u);
+  EXPECT_EQ(code_point_count(std::string("a\xff\xfe", 3)), 3u);
+  EXPECT_EQ(first_code_points("\u00e9a\U0001F600b", 3), "\u00e9a\U0001F600");
+  EXPECT_EQ(first_code_points("ab", 80), "ab");
+  // A cut never splits a multi-byte character.
+  EXPECT_EQ(first_code_points("\u4e2d\u6587", 1), "\u4e2d");
+}
+
+TEST(PathText, TidiesLexically) {
+  struct Case {
+    const char* input;
+    const char* expected;
+  } const cases[] = {
+      {"", "."},  {".", "."},    {"a//b/", "a/b"},   {"./a/./b", "a/b"}, {"a/../b", "a/../b"},
+      {"/", "/"}, {"//x", "/x"}, {"/a/b/.", "/a/b"},
+  };
+  for (const Case& c : cases) EXPECT_EQ(path_text(c.input), c.expected) << c.input;
+}
+
+class ReadTextFile : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    dir_ = std::filesystem::temp_directory_path() /
+           ("tessik-text-" + std::to_string(::getpid()) + "-" +
+            ::testing::UnitTest::GetInstance()->current_test_info()->name());
+    std::filesystem::create_directories(dir_);
+  }
+  void TearDown() override {
+    std::filesystem::permissions(dir_, std::filesystem::perms::owner_all);
+    std::filesystem::remove_all(dir_);
+  }
+  std::filesystem::path write(const std::string& name, const std::string& bytes) {
+    std::ofstream(dir_ / name, std::ios::binary) << bytes;
+    return dir_ / name;
+  }
+  std::filesystem::path dir_;
+};
+
+TEST_F(ReadTextFile, NormalisesLineEnds) {
+  EXPECT_EQ(read_text_file(write("a.md", "a\r\nb\rc\n\r\n")), "a\nb\nc\n\n");
+}
+
+TEST_F(ReadTextFile, FailuresHaveTheirKinds) {
+  try {
+    read_text_file(dir_ / "missing.md");
+    FAIL();
+  } catch (const FileSystemError& e) {
+    EXPECT_EQ(e.class_name(), "FileNotFoundError");
+    EXPECT_NE(std::string(e.what()).find("[Errno 2] No such file or directory"), std::string::npos);
+  }
+  try {
+    read_text_file(dir_);
+    FAIL();
+  } catch (const FileSystemError& e) {
+    EXPECT_EQ(e.class_name(), "IsADirectoryError");
+  }
+  try {
+    read_text_file(write("bad.md", "ok\n\xc3("));
+    FAIL();
+  } catch (const UnicodeDecodeError& e) {
+    EXPECT_EQ(e.class_name(), "UnicodeDecodeError");
+    EXPECT_NE(std::string(e.what()).find("byte 0xc3 in position 3"), std::string::npos);
+  }
+  EXPECT_THROW(read_text_file(write("surrogate.md", "\xed\xa0\x80")), UnicodeDecodeError);
+  EXPECT_THROW(read_text_file(write("overlong.md", "\xc0\xaf")), UnicodeDecodeError);
+  EXPECT_THROW(read_text_file(write("big.md", std::string(11, 'x')), 10), InvalidValueError);
+  EXPECT_EQ(read_text_file(write("fits.md", std::string(10, 'x')), 10).size(), 10u);
+}
+
+TEST_F(ReadTextFile, UnreadableFileIsPermissionError) {
+  if (::geteuid() == 0) GTEST_SKIP() << "root reads everything";
+  const auto p = write("locked.md", "x");
+  std::filesystem::permissions(p, std::filesystem::perms::none);
+  try {
+    read_text_file(p);
+    FAIL();
+  } catch (const FileSystemError& e) {
+    EXPECT_EQ(e.class_name(), "PermissionError");
+  }
+}
+
+}  // namespace
+}  // namespace tessik
