@@ -49,12 +49,12 @@ class GuardRails : public ::testing::Test {
   // The merge with the warnings it logged.
   std::pair<std::string, std::vector<std::string>> merge(std::string_view prompt,
                                                          const fs::path& doc) {
-    LogCapture capture(Log::agent);
+    ScopedLogCapture capture(Log::agent);
     std::string merged = detail::prepend_guard_rails(prompt, doc);
     std::vector<std::string> warnings;
-    for (const auto& record : capture.records()) {
-      EXPECT_EQ(record.level, LogLevel::warning);
-      warnings.push_back(record.message);
+    for (const auto& line : capture.lines()) {
+      EXPECT_EQ(line.level, LogLevel::warning);
+      warnings.push_back(line.message);
     }
     return {merged, warnings};
   }

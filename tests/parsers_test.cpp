@@ -200,7 +200,7 @@ TEST_F(DefinitionParsers, FileFailures) {
       {"a missing .md file is claimed, then fails to read", dir_ / "none.md", "FileNotFoundError",
        ""},
       {"a directory named like a definition", dir_ / "dir.md", "IsADirectoryError", ""},
-      {"a file over the size limit is refused", too_big, "OSError", ""},
+      {"a file over the size limit is refused", too_big, "ValueError", ""},
       {"invalid UTF-8", write("bad.yaml", "name: \xFF\n"), "UnicodeDecodeError", ""},
       {"markdown without front-matter", write("plain.md", "# Title\n"), "ValueError",
        "No YAML front-matter found in " + path_text(dir_ / "plain.md")},

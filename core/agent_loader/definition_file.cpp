@@ -13,24 +13,15 @@
 namespace tessik::detail {
 
 std::string read_definition_text(const std::filesystem::path& path) {
-  // Only a file that can be examined is checked here; for anything else the
-  // read itself reports the platform's error.
+  // A pipe or device could block the open or never end; only regular files
+  // and directories (which fail with the platform's error) are opened.
   std::error_code ec;
   const std::filesystem::file_status status = std::filesystem::status(path, ec);
-  if (!ec && std::filesystem::is_regular_file(status)) {
-    const std::uintmax_t size = std::filesystem::file_size(path, ec);
-    if (!ec && size > MAX_DEFINITION_FILE_BYTES) {
-      throw FileSystemError("Agent definition file " + path_text(path) + " is " +
-                                std::to_string(size) +
-                                " bytes; definition files may hold at most " +
-                                std::to_string(MAX_DEFINITION_FILE_BYTES) + " bytes",
-                            EFBIG);
-    }
-  } else if (!ec && !std::filesystem::is_directory(status)) {
+  if (!ec && !std::filesystem::is_regular_file(status) && !std::filesystem::is_directory(status)) {
     throw FileSystemError("Agent definition file " + path_text(path) + " is not a regular file",
                           EINVAL);
   }
-  return read_text_file(path);
+  return read_text_file(path, MAX_DEFINITION_FILE_BYTES);
 }
 
 Value load_definition_mapping(std::string_view yaml, const std::filesystem::path& path) {

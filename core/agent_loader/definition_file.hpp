@@ -15,10 +15,10 @@ namespace tessik::detail {
 
 // The file's text: strict UTF-8 with CR LF and lone CR turned into LF.
 // Throws FileSystemError for a missing or unreadable path or a directory (the
-// platform's error), for a file that is neither a regular file nor a
-// directory (a device or pipe could be read forever), and with errno EFBIG
-// for a file larger than MAX_DEFINITION_FILE_BYTES, whose size is checked
-// before it is read; UnicodeDecodeError for invalid UTF-8.
+// platform's error) and for a file that is neither a regular file nor a
+// directory (a pipe or device could block or never end);
+// InvalidValueError for a file larger than MAX_DEFINITION_FILE_BYTES, whose
+// size is checked before it is read; UnicodeDecodeError for invalid UTF-8.
 std::string read_definition_text(const std::filesystem::path& path);
 
 // The YAML of a definition as a mapping. A document whose truth value is

@@ -35,14 +35,14 @@
 // test looks at the name only, not at where the file lies.
 //
 // Failures, all thrown (nothing here catches or logs):
-//   FileSystemError      missing, unreadable, a directory, not a regular
-//                        file, or larger than MAX_DEFINITION_FILE_BYTES
+//   FileSystemError      missing, unreadable, a directory, a pipe or device
 //   UnicodeDecodeError   bytes that are not UTF-8
 //   YamlError            malformed YAML, a second document, an unknown tag,
 //                        a loader limit
 //   TypeError            a document that is no mapping; a bad key (definition.hpp);
 //                        a built-in agent whose system_prompt is not a string
-//   InvalidValueError    "No YAML front-matter found in <path>"; a bad key
+//   InvalidValueError    "No YAML front-matter found in <path>"; a bad key;
+//                        a file larger than MAX_DEFINITION_FILE_BYTES
 //   OverflowError        a bad key (definition.hpp)
 //
 // Thread safety: parsers have no state; any number of threads may parse at
@@ -60,9 +60,9 @@
 namespace tessik {
 
 // The largest definition file that is read: 4 MiB, far above any real
-// definition. A larger file fails with FileSystemError (errno EFBIG) before
-// any of it is read, so a hostile file cannot make a load take unbounded
-// memory or time.
+// definition. A larger file fails with InvalidValueError ("file too large")
+// before any of it is read, so a hostile file cannot make a load take
+// unbounded memory or time.
 inline constexpr std::uintmax_t MAX_DEFINITION_FILE_BYTES = 4u * 1024u * 1024u;
 
 // One definition file format. Implementations hold no mutable state, so one
