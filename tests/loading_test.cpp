@@ -15,6 +15,7 @@
 #include <regex>
 #include <sstream>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "fake_client.hpp"
@@ -24,30 +25,28 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// A fresh directory, canonical so that resolved paths compare equal to the
+// paths built from it; removed with everything in it.
 class TempDir {
  public:
   TempDir() {
     std::string pattern = (fs::temp_directory_path() / "tessik-loading-XXXXXX").string();
     if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    // Canonical, so that resolved entries compare equal to paths built here.
     root_ = fs::canonical(pattern);
   }
   ~TempDir() {
     std::error_code ignored;
-    fs::permissions(root_, fs::perms::owner_all, fs::perm_options::add, ignored);
+    // A test may lock directories away from itself.
+    fs::permissions(root_ / "locked", fs::perms::owner_all, ignored);
+    fs::permissions(root_ / "locked/custom", fs::perms::owner_all, ignored);
     fs::remove_all(root_, ignored);
   }
-  TempDir(const TempDir&) = delete;
-  TempDir& operator=(const TempDir&) = delete;
-
   const fs::path& path() const { return root_; }
   fs::path operator/(const std::string& rel) const { return root_ / rel; }
-
   fs::path write(const std::string& rel, const std::string& text) const {
-    const fs::path p = root_ / rel;
-    fs::create_directories(p.parent_path());
-    std::ofstream(p, std::ios::binary) << text;
-    return p;
+    fs::create_directories((root_ / rel).parent_path());
+    std::ofstream(root_ / rel, std::ios::binary) << text;
+    return root_ / rel;
   }
   fs::path mkdir(const std::string& rel) const {
     fs::create_directories(root_ / rel);
@@ -73,21 +72,33 @@ std::string markdown(const std::string& name, const std::string& role = "") {
   return "---\n" + yaml(name, role) + "---\nReview the diff.\n";
 }
 
-std::vector<std::string> names(const std::vector<LoadedAgent>& agents) {
-  std::vector<std::string> out;
-  for (const auto& agent : agents) out.push_back(agent.name());
+using Lines = std::vector<std::string>;
+
+template <class T>
+Lines names(const std::vector<T>& items) {
+  Lines out;
+  for (const auto& item : items) {
+    if constexpr (std::is_same_v<T, LoadedAgent>) {
+      out.push_back(item.name());
+    } else {
+      out.push_back(item.name);
+    }
+  }
   return out;
 }
 
-std::vector<std::string> names(const std::vector<AgentDefinition>& definitions) {
-  std::vector<std::string> out;
-  for (const auto& definition : definitions) out.push_back(definition.name);
-  return out;
+// The message of what `action` throws.
+template <class F>
+std::string failure_of(F action) {
+  try {
+    action();
+  } catch (const std::exception& e) {
+    return e.what();
+  }
+  return "(nothing thrown)";
 }
 
 std::string role(const LoadedAgent& agent) { return text_form(agent.definition().role); }
-
-using Lines = std::vector<std::string>;
 
 // Every line logged on Log::agent while it lives, as "LEVEL message".
 class AgentLog {
@@ -139,32 +150,21 @@ TEST_F(LoadingTest, EntriesLoadInByteOrderOfTheirNames) {
   EXPECT_TRUE(log.lines().empty());
 }
 
-TEST_F(LoadingTest, BuiltinFailuresAreSkippedSilently) {
+TEST_F(LoadingTest, BuiltinFailuresAreSilentAndLaterDuplicatesTakeTheEarlierPosition) {
   AgentLog log;
-  const fs::path dir = tmp_.mkdir("builtin");
-  tmp_.write("builtin/a.yaml", yaml("alpha"));
+  tmp_.write("builtin/a.yaml", yaml("dup", "from-a"));
   tmp_.write("builtin/b.yaml", yaml("beta", "", /*enabled=*/false));
   tmp_.write("builtin/c.yaml", "name: [unclosed\n");
   tmp_.write("builtin/d.md", "no front-matter\n");
   tmp_.write("builtin/e.yaml", "role: nameless\n");
   tmp_.mkdir("builtin/f.md");
-  tmp_.write("builtin/g.yaml", yaml("gamma"));
-
-  EXPECT_EQ(names(load_agents_from_dir(dir, client_, 100)), (Lines{"alpha", "gamma"}));
-  EXPECT_TRUE(log.lines().empty());
-}
-
-TEST_F(LoadingTest, LaterBuiltinWithSameNameTakesTheEarlierPosition) {
-  AgentLog log;
-  const fs::path dir = tmp_.mkdir("builtin");
-  tmp_.write("builtin/a.yaml", yaml("dup", "from-a"));
-  tmp_.write("builtin/b.yaml", yaml("mid"));
-  tmp_.write("builtin/c.yaml", yaml("dup", "from-c"));
+  tmp_.write("builtin/g.yaml", yaml("mid"));
+  tmp_.write("builtin/h.yaml", yaml("dup", "from-h"));
 
   const auto agents = load_all_agents(AIConfig{.ai_max_tokens = 100, .custom_agents_dir = {}},
-                                      client_, dir.string());
+                                      client_, (tmp_ / "builtin").string());
   ASSERT_EQ(names(agents), (Lines{"dup", "mid"}));
-  EXPECT_EQ(role(agents[0]), "from-c");
+  EXPECT_EQ(role(agents[0]), "from-h");
   EXPECT_TRUE(log.lines().empty());
 }
 
@@ -241,9 +241,9 @@ TEST_F(LoadingTest, CustomAgentsMergeByName) {
   };
   const Case cases[] = {
       {"custom replaces the built-in in place and a new name is appended",
-       {{"b.yaml", yaml("beta", "custom")}, {"g.yaml", yaml("gamma", "custom")}},
-       {"alpha:builtin", "beta:custom", "gamma:custom"},
-       {"INFO Custom agent 'beta' overrides built-in agent"}},
+       {{"a.yaml", yaml("alpha", "custom")}, {"g.yaml", yaml("gamma", "custom")}},
+       {"alpha:custom", "beta:builtin", "gamma:custom"},
+       {"INFO Custom agent 'alpha' overrides built-in agent"}},
       {"a disabled custom agent neither replaces nor removes",
        {{"b.yaml", yaml("beta", "custom", /*enabled=*/false)}},
        {"alpha:builtin", "beta:builtin"},
@@ -269,13 +269,6 @@ TEST_F(LoadingTest, CustomAgentsMergeByName) {
     EXPECT_EQ(got, c.expected) << c.name;
     EXPECT_EQ(log.lines(), c.log) << c.name;
   }
-}
-
-TEST_F(LoadingTest, CustomLoaderReturnsDisabledDefinitions) {
-  const fs::path custom = tmp_.mkdir("custom");
-  tmp_.write("custom/a.yaml", yaml("alpha", "", /*enabled=*/false));
-  tmp_.write("custom/b.md", markdown("beta"));
-  EXPECT_EQ(names(load_custom_agents(custom.string())), (Lines{"alpha", "beta"}));
 }
 
 TEST_F(LoadingTest, UnusableCustomDirectorySettings) {
@@ -322,6 +315,9 @@ TEST_F(LoadingTest, CustomEntriesAreCheckedAndSkippedWithExactWarnings) {
   const fs::path outside = tmp_.write("outside/evil.yaml", yaml("evil"));
   const fs::path custom = tmp_.mkdir("custom");
   tmp_.write("custom/real.yaml", yaml("real"));
+  tmp_.write("custom/off.yaml", yaml("off", "", /*enabled=*/false));
+  tmp_.write("custom/store/agent.txt", yaml("linked"));
+  tmp_.link(custom / "store/agent.txt", "custom/linked.yml");  // the link's suffix counts
   tmp_.link(outside, "custom/escape.yaml");
   tmp_.link(custom / "gone.yaml", "custom/dangling.yaml");
   tmp_.link(custom / "loop-b.yaml", "custom/loop-a.yaml");
@@ -331,38 +327,23 @@ TEST_F(LoadingTest, CustomEntriesAreCheckedAndSkippedWithExactWarnings) {
   tmp_.write("custom/Agent.YAML", yaml("shouty"));
   tmp_.write("custom/nested/deep.yaml", yaml("deep"));
 
-  std::string subdir_failure;
-  try {
-    MarkdownAgentParser().parse(custom / "sub.md");
-  } catch (const std::exception& e) {
-    subdir_failure = e.what();
-  }
-  ASSERT_FALSE(subdir_failure.empty());
+  const std::string subdir_failure =
+      failure_of([&] { MarkdownAgentParser().parse(custom / "sub.md"); });
 
   // The directory is given untidied: every printed path is tidied, links are
   // not resolved.
   const std::string configured = custom.string() + "/./";
   const auto definitions = load_custom_agents(configured);
   const std::string c = custom.string();
-  EXPECT_EQ(log.lines(),
-            (Lines{
-                "WARNING Skipping path outside custom agents dir: " + c + "/dangling.yaml",
-                "WARNING Skipping path outside custom agents dir: " + c + "/escape.yaml",
-                "WARNING Skipping path outside custom agents dir: " + c + "/loop-a.yaml",
-                "WARNING Skipping path outside custom agents dir: " + c + "/loop-b.yaml",
-                "WARNING Skipping path outside custom agents dir: " + c + "/outdir.txt",
-                "WARNING Skipping invalid custom agent " + c + "/sub.md: " + subdir_failure,
-            }));
-  EXPECT_EQ(names(definitions), (Lines{"real"}));
-}
-
-TEST_F(LoadingTest, LinkInsideTheCustomDirectoryLoadsUnderItsOwnPath) {
-  AgentLog log;
-  const fs::path custom = tmp_.mkdir("custom");
-  tmp_.write("custom/store/agent.txt", yaml("linked"));
-  tmp_.link(custom / "store/agent.txt", "custom/linked.yml");
-  EXPECT_EQ(names(load_custom_agents(custom.string())), Lines{"linked"});
-  EXPECT_TRUE(log.lines().empty());
+  Lines expected;
+  for (const char* entry :
+       {"dangling.yaml", "escape.yaml", "loop-a.yaml", "loop-b.yaml", "outdir.txt"}) {
+    expected.push_back("WARNING Skipping path outside custom agents dir: " + c + "/" + entry);
+  }
+  expected.push_back("WARNING Skipping invalid custom agent " + c + "/sub.md: " + subdir_failure);
+  EXPECT_EQ(log.lines(), expected);
+  // Disabled definitions are returned; only the merge drops them.
+  EXPECT_EQ(names(definitions), (Lines{"linked", "off", "real"}));
 }
 
 TEST_F(LoadingTest, RelativeDirectoriesStayRelative) {
@@ -380,12 +361,7 @@ TEST_F(LoadingTest, RelativeDirectoriesStayRelative) {
   // The empty text names the current directory.
   EXPECT_EQ(names(load_all_agents(AIConfig{}, client_, std::string())), Lines{"cwd"});
 
-  std::string failure;
-  try {
-    YAMLAgentParser().parse("custom/bad.yaml");
-  } catch (const std::exception& e) {
-    failure = e.what();
-  }
+  const std::string failure = failure_of([] { YAMLAgentParser().parse("custom/bad.yaml"); });
   AgentLog log;
   EXPECT_TRUE(load_custom_agents("./custom/").empty());
   EXPECT_EQ(log.lines(),
@@ -394,24 +370,18 @@ TEST_F(LoadingTest, RelativeDirectoriesStayRelative) {
 
 // ---- failures that propagate ---------------------------------------------
 
-TEST_F(LoadingTest, MissingBuiltinDirectoryFails) {
+TEST_F(LoadingTest, UnlistableDirectoriesFail) {
   EXPECT_THROW(load_agents_from_dir(tmp_ / "missing", client_, 1), FileSystemError);
-  EXPECT_THROW(load_all_agents(AIConfig{}, client_, (tmp_ / "missing").string()), FileSystemError);
   EXPECT_THROW(load_all_agents(AIConfig{}, client_, tmp_.write("file", "x").string()),
                FileSystemError);
-}
-
-TEST_F(LoadingTest, UnreadableCustomDirectoryFails) {
   if (::geteuid() == 0) GTEST_SKIP() << "permissions do not bind the superuser";
-  const fs::path dir = tmp_.mkdir("builtin");
-  const fs::path custom = tmp_.mkdir("custom");
+  const fs::path custom = tmp_.mkdir("locked/custom");
   fs::permissions(custom, fs::perms::owner_exec);  // searchable, not listable
-  EXPECT_THROW(
-      load_all_agents(AIConfig{.custom_agents_dir = custom.string()}, client_, dir.string()),
-      FileSystemError);
-  const fs::path locked = tmp_.mkdir("locked/inner");
+  EXPECT_THROW(load_all_agents(AIConfig{.custom_agents_dir = custom.string()}, client_,
+                               tmp_.mkdir("builtin").string()),
+               FileSystemError);
   fs::permissions(tmp_ / "locked", fs::perms::none);  // cannot even be examined
-  EXPECT_THROW(load_custom_agents(locked.string()), FileSystemError);
+  EXPECT_THROW(load_custom_agents(custom.string()), FileSystemError);
 }
 
 // ---- the link-escape check -----------------------------------------------
