@@ -1,7 +1,9 @@
 // Integer and floating-point conversion of Values.
+#include <locale.h>
+#include <stdlib.h>
+
 #include <charconv>
 #include <cmath>
-#include <cstdlib>
 #include <string>
 
 #include "errors.hpp"
@@ -11,6 +13,15 @@ namespace tessik {
 namespace {
 
 bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+bool equals_ascii_nocase(std::string_view text, std::string_view lower_word) {
+  if (text.size() != lower_word.size()) return false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    const char c = text[i] >= 'A' && text[i] <= 'Z' ? static_cast<char>(text[i] + 32) : text[i];
+    if (c != lower_word[i]) return false;
+  }
+  return true;
+}
 
 // Removes single underscores that stand between two digits; returns false
 // when an underscore stands anywhere else (or two stand together).
@@ -93,16 +104,19 @@ double parse_float_text(const std::string& text) {
     negative = d.front() == '-';
     d.remove_prefix(1);
   }
-  const std::string word = lower(d);
-  if (word == "inf" || word == "infinity") return negative ? -HUGE_VAL : HUGE_VAL;
-  if (word == "nan") return negative ? -std::nan("") : std::nan("");
+  if (equals_ascii_nocase(d, "inf") || equals_ascii_nocase(d, "infinity")) {
+    return negative ? -HUGE_VAL : HUGE_VAL;
+  }
+  if (equals_ascii_nocase(d, "nan")) return negative ? -std::nan("") : std::nan("");
   if (!is_decimal_number(d)) throw_float_literal(text);
   double value = 0.0;
   const auto [end, ec] = std::from_chars(d.data(), d.data() + d.size(), value);
   if (ec == std::errc::result_out_of_range) {
     // from_chars leaves the value alone on overflow and underflow; strtod
-    // gives the rounded result (infinity or a signed zero).
-    value = std::strtod(std::string(d).c_str(), nullptr);
+    // gives the rounded result (infinity or zero). The C locale keeps the
+    // decimal point a point whatever the program's locale.
+    static const locale_t c_locale = newlocale(LC_ALL_MASK, "C", locale_t{});
+    value = strtod_l(std::string(d).c_str(), nullptr, c_locale);
   } else if (ec != std::errc() || end != d.data() + d.size()) {
     throw_float_literal(text);
   }

@@ -3,6 +3,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <string>
 #include <vector>
@@ -40,7 +41,7 @@ class ValueBuilder final : public nlohmann::json_sax<Json> {
   bool start_array(std::size_t /*n*/) override { return open(Value(Value::Sequence{})); }
   bool end_array() override { return close(); }
 
-  bool parse_error(std::size_t /*position*/, const std::string& /*token*/,
+  bool parse_error(std::size_t position, const std::string& /*token*/,
                    const nlohmann::detail::exception& ex) override {
     std::string what = ex.what();
     // Drop the library's "[json.exception.parse_error.101] " tag.
@@ -49,6 +50,11 @@ class ValueBuilder final : public nlohmann::json_sax<Json> {
       what.erase(0, tag_end + 2);
     }
     error_ = "malformed JSON: " + what;
+    // Syntax errors name their line and column; the others (a number too
+    // large for a double) get the byte position.
+    if (dynamic_cast<const nlohmann::detail::parse_error*>(&ex) == nullptr) {
+      error_ += " at byte " + std::to_string(position);
+    }
     return false;
   }
 
@@ -92,6 +98,16 @@ class ValueBuilder final : public nlohmann::json_sax<Json> {
 };
 
 void append_json_string(std::string_view s, std::string& out) {
+  // Printable ASCII without quote or backslash needs no escaping, which is
+  // what keys and most text are; the rest goes through the library.
+  const bool plain = std::all_of(
+      s.begin(), s.end(), [](char c) { return c >= 0x20 && c < 0x7F && c != '"' && c != '\\'; });
+  if (plain) {
+    out.push_back('"');
+    out.append(s);
+    out.push_back('"');
+    return;
+  }
   out += Json(std::string(s)).dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
@@ -118,9 +134,27 @@ void append_json_scalar(const Value& v, std::string& out) {
   }
 }
 
-// JSON object keys are strings: other scalar keys are written in text form.
+// JSON object keys are strings: numbers are written in their text form,
+// booleans and null as their JSON spelling; a container has no key form.
 void append_json_key(const Value& v, std::string& out) {
-  append_json_string(v.is_string() ? v.as_string() : text_form(v), out);
+  switch (v.kind()) {
+    case Value::Kind::string:
+      append_json_string(v.as_string(), out);
+      return;
+    case Value::Kind::null:
+    case Value::Kind::boolean:
+      out.push_back('"');
+      append_json_scalar(v, out);
+      out.push_back('"');
+      return;
+    case Value::Kind::integer:
+    case Value::Kind::floating:
+      append_json_string(text_form(v), out);
+      return;
+    default:
+      throw TypeError("JSON object keys must be strings, numbers, booleans or null, not '" +
+                      std::string(Value::kind_name(v.kind())) + "'");
+  }
 }
 
 }  // namespace

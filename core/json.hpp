@@ -10,23 +10,37 @@
 
 namespace tessik {
 
-// The deepest nesting of arrays and objects that `parse_json` accepts.
+// The deepest nesting of arrays and objects that `parse_json` accepts. The
+// parser itself never recurses; the limit keeps the Values it builds to a
+// depth that every consumer can walk.
 inline constexpr std::size_t kJsonMaxDepth = 512;
 
 // Parses one JSON text (strict RFC 8259: no comments, no trailing commas,
-// strings must be valid UTF-8) into a Value, keeping object key order; a
-// repeated key keeps its first position and takes the last value. Integers
-// that fit 64 bits stay integers, larger ones become doubles. Throws
-// InvalidValueError for malformed text ("malformed JSON: parse error at
-// line 1, column 2: ...") and for nesting deeper than kJsonMaxDepth
-// ("JSON nesting deeper than 512 levels"). Safe from several threads.
+// nothing after the value, strings valid UTF-8) into a Value, without an
+// intermediate document. Object keys keep their order; a repeated key keeps
+// its first position and takes the last value. Integers that fit 64 bits
+// stay integers; larger ones become doubles.
+//
+//   parse_json(R"({"b": 1, "a": [true, null], "b": 2.5})")
+//     -> {'b': 2.5, 'a': [True, None]}
+//
+// Throws InvalidValueError for malformed text, with the parser's position
+// ("malformed JSON: parse error at line 1, column 4: syntax error while
+// parsing value - ..."), for a number beyond the double range ("malformed
+// JSON: number overflow parsing '1e400' at byte 5") and for nesting deeper
+// than kJsonMaxDepth ("JSON nesting deeper than 512 levels"). Safe to call
+// from several threads at once.
 Value parse_json(std::string_view text);
 
-// Serialises `v` as JSON: compact with ", " and ": " separators when
-// `indent` < 0, otherwise one element per line indented by `indent` blanks.
-// NaN and the infinities become null; non-string mapping keys are written
-// in their text form; ill-formed UTF-8 in strings becomes U+FFFD. Never
-// recurses on the call stack.
+// Serialises `v` as JSON text: on one line with ", " and ": " separators
+// when `indent` < 0, otherwise one element per line indented by `indent`
+// blanks per level. Strings keep non-ASCII characters as they are;
+// ill-formed UTF-8 becomes U+FFFD. Doubles use their text form ("2.5",
+// "1e-05"); NaN and the infinities, which JSON cannot spell, become null.
+// Mapping keys that are not strings are written as strings: numbers in text
+// form, booleans and null as "true", "false", "null". Throws TypeError for a
+// mapping key that is a sequence or a mapping. Never recurses on the call
+// stack, so any depth of tree is safe.
 std::string to_json(const Value& v, int indent = -1);
 
 }  // namespace tessik

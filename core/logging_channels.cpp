@@ -20,6 +20,7 @@ std::string_view level_name(LogLevel level) {
 }
 
 void stderr_sink(const LogRecord& record) {
+  if (record.level < LogLevel::warning) return;
   std::string line;
   line.reserve(record.message.size() + 32);
   line += level_name(record.level);
@@ -60,6 +61,9 @@ void LogArg::append_to(char conversion, std::string& out) const {
       return;
     case Kind::integer:
       out += std::to_string(int_);
+      return;
+    case Kind::unsigned_integer:
+      out += std::to_string(unsigned_);
       return;
     case Kind::floating:
       out += conversion == 'd' ? std::to_string(to_int(Value(double_))) : text_form(Value(double_));
@@ -142,7 +146,14 @@ void LogChannel::emit(LogLevel level, const std::string& message) const {
     const std::lock_guard<std::mutex> lock(mutex_);
     sink = sink_;
   }
-  if (*sink) (*sink)(LogRecord{name_, level, message});
+  if (!*sink) return;
+  try {
+    (*sink)(LogRecord{name_, level, message});
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "log sink of channel %s failed: %s\n", name_.c_str(), e.what());
+  } catch (...) {
+    std::fprintf(stderr, "log sink of channel %s failed\n", name_.c_str());
+  }
 }
 
 ScopedLogCapture::ScopedLogCapture(LogChannel& channel, LogLevel level)

@@ -14,8 +14,13 @@
 // the quoted literal form (see `repr`), "%%" a percent sign. Arguments may be
 // strings, integers, doubles, booleans, `Value`, `const Value*` and
 // `std::optional` of these; a null pointer or an empty optional is `None`.
-// A placeholder without an argument, and any other "%x", is written as it
-// stands; surplus arguments are ignored.
+// A "%d" whose argument is not a number writes its text form; a placeholder
+// without an argument, and any other "%x", is written as it stands; surplus
+// arguments are ignored. Logging never throws for a mismatch.
+//
+// Each channel starts at level warning with the default sink (warnings to
+// standard error). A line below the channel's level is dropped before any
+// argument is formatted, so a disabled debug line costs one atomic load.
 //
 // Thread safety: emitting, and replacing a channel's sink or level, are safe
 // from several threads at once. A sink may be called from several threads at
@@ -65,8 +70,11 @@ class LogArg {
   LogArg(std::nullptr_t) noexcept : kind_(Kind::none) {}  // NOLINT
   LogArg(std::nullopt_t) noexcept : kind_(Kind::none) {}  // NOLINT
   template <class T>
-  requires(std::is_integral_v<T> && !std::is_same_v<T, bool>) LogArg(T i)
+  requires(std::is_integral_v<T>&& std::is_signed_v<T>) LogArg(T i)
   noexcept : kind_(Kind::integer), int_(static_cast<std::int64_t>(i)) {}  // NOLINT
+  template <class T>
+  requires(std::is_integral_v<T>&& std::is_unsigned_v<T> && !std::is_same_v<T, bool>) LogArg(T u)
+  noexcept : kind_(Kind::unsigned_integer), unsigned_(static_cast<std::uint64_t>(u)) {}  // NOLINT
   template <class T>
   LogArg(const std::optional<T>& o) noexcept  // NOLINT
       : LogArg(o.has_value() ? LogArg(*o) : LogArg(nullptr)) {}
@@ -75,15 +83,17 @@ class LogArg {
   void append_to(char conversion, std::string& out) const;
 
  private:
-  enum class Kind { none, text, boolean, integer, floating, value };
+  enum class Kind { none, text, boolean, integer, unsigned_integer, floating, value };
   Kind kind_;
   std::string_view text_;
   std::int64_t int_ = 0;
+  std::uint64_t unsigned_ = 0;
   double double_ = 0.0;
   const Value* value_ = nullptr;
 };
 
 // Formats `format` with `args` as described at the top of this header.
+// Never throws for a mismatch between placeholders and arguments.
 std::string format_log(std::string_view format, std::span<const LogArg> args);
 
 // A named channel. Lines below the channel's level are dropped before any
@@ -101,8 +111,11 @@ class LogChannel {
   LogLevel level() const noexcept;
   bool enabled_for(LogLevel level) const noexcept;
 
-  // Where emitted lines go. Default: each line to standard error as
-  // "<LEVEL>:<channel>:<message>". An empty sink drops lines.
+  // Where emitted lines go. The default sink writes lines of level warning
+  // and above to standard error as "<LEVEL>:<channel>:<message>" and drops
+  // the others. An empty sink drops every line. A sink that throws loses
+  // that line: the failure is reported on standard error, never to the
+  // code that logged.
   void set_sink(LogSink sink);
   LogSink sink() const;
 

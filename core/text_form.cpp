@@ -159,8 +159,8 @@ void append_scalar_literal(const Value& v, std::string& out) {
   }
 }
 
-constexpr detail::TreeStyle kLiteralStyle{&append_scalar_literal, &append_scalar_literal, ", ",
-                                          ": ", -1};
+// Keys are spelled like values, containers included.
+constexpr detail::TreeStyle kLiteralStyle{&append_scalar_literal, nullptr, ", ", ": ", -1};
 
 }  // namespace
 

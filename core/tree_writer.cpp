@@ -6,13 +6,20 @@
 namespace tessik::detail {
 namespace {
 
+// One open container: the element to write next and, for a mapping, whether
+// that element's key is written and its value is due.
 struct Frame {
   const Value* container;
   std::size_t next;
+  bool value_due;
 };
 
 std::size_t size_of(const Value& v) {
   return v.is_sequence() ? v.as_sequence().size() : v.as_mapping().size();
+}
+
+const Value::Mapping::Entry& entry_at(const Value& mapping, std::size_t i) {
+  return *(mapping.as_mapping().begin() + static_cast<std::ptrdiff_t>(i));
 }
 
 void new_line(const TreeStyle& style, std::size_t depth, std::string& out) {
@@ -25,7 +32,8 @@ void new_line(const TreeStyle& style, std::size_t depth, std::string& out) {
 
 void write_tree(const Value& root, const TreeStyle& style, std::string& out) {
   std::vector<Frame> stack;
-  // Writes a value: scalars at once, containers by opening them.
+  // Writes a scalar at once, or opens a container (pushing a frame, which
+  // invalidates references into `stack`).
   auto begin_value = [&](const Value& v) {
     if (!v.is_sequence() && !v.is_mapping()) {
       style.scalar(v, out);
@@ -36,13 +44,19 @@ void write_tree(const Value& root, const TreeStyle& style, std::string& out) {
       out.push_back(v.is_sequence() ? ']' : '}');
       return;
     }
-    stack.push_back({&v, 0});
+    stack.push_back({&v, 0, false});
   };
 
   begin_value(root);
   while (!stack.empty()) {
     Frame& top = stack.back();
     const Value& c = *top.container;
+    if (top.value_due) {
+      top.value_due = false;
+      out.append(style.key_separator);
+      begin_value(entry_at(c, top.next - 1).second);
+      continue;
+    }
     if (top.next == size_of(c)) {
       stack.pop_back();
       new_line(style, stack.size(), out);
@@ -53,16 +67,15 @@ void write_tree(const Value& root, const TreeStyle& style, std::string& out) {
     new_line(style, stack.size(), out);
     const std::size_t i = top.next++;
     if (c.is_sequence()) {
-      begin_value(c.as_sequence()[i]);  // may invalidate `top`
+      begin_value(c.as_sequence()[i]);
     } else {
-      const auto& entry = *(c.as_mapping().begin() + static_cast<std::ptrdiff_t>(i));
-      if (entry.first.is_sequence() || entry.first.is_mapping()) {
-        write_tree(entry.first, style, out);
+      top.value_due = true;
+      const Value& key = entry_at(c, i).first;
+      if (style.key != nullptr) {
+        style.key(key, out);
       } else {
-        style.key(entry.first, out);
+        begin_value(key);
       }
-      out.append(style.key_separator);
-      begin_value(entry.second);
     }
   }
 }

@@ -13,7 +13,11 @@ packages=(
 
 missing=()
 for p in "${packages[@]}"; do
-  if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
+  # Read the status whole: a pipe into `grep -q` could fail under pipefail
+  # when grep exits early. A package installed for several architectures
+  # prints one status per instance.
+  status=$(dpkg-query -W -f='${Status}\n' "$p" 2>/dev/null || true)
+  if [[ $status != *"install ok installed"* ]]; then
     missing+=("$p")
   fi
 done
@@ -23,7 +27,13 @@ if [ "${#missing[@]}" -eq 0 ]; then
 fi
 
 sudo=""
-if [ "$(id -u)" -ne 0 ]; then sudo="sudo"; fi
+if [ "$(id -u)" -ne 0 ]; then
+  if ! command -v sudo >/dev/null; then
+    echo "install-deps: missing packages (${missing[*]}) and not root; install them or run as root" >&2
+    exit 1
+  fi
+  sudo="sudo"
+fi
 echo "installing: ${missing[*]}"
 $sudo apt-get update -qq
-DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
+$sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}"

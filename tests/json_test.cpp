@@ -22,7 +22,12 @@ TEST(ParseJson, NumbersKeepTheirKinds) {
   EXPECT_TRUE(parse_json("1.0").is_float());
   EXPECT_EQ(parse_json("-9223372036854775808").as_int(), INT64_MIN);
   EXPECT_TRUE(parse_json("9223372036854775808").is_float());
-  EXPECT_THROW(parse_json("1e400"), InvalidValueError);  // no infinities in JSON
+  try {
+    parse_json("[1e400]");
+    ADD_FAILURE() << "a number beyond the double range is refused";
+  } catch (const InvalidValueError& e) {
+    EXPECT_STREQ(e.what(), "malformed JSON: number overflow parsing '1e400' at byte 6");
+  }
 }
 
 TEST(ParseJson, MalformedTextIsAnInvalidValueWithItsPosition) {
@@ -66,6 +71,22 @@ TEST(ToJson, RoundTripsAndSpellsEdgeValues) {
   EXPECT_EQ(to_json(Value(Value::Mapping{{1, std::nan("")}})), R"({"1": null})");
   EXPECT_EQ(to_json(Value(Value::Sequence{1, Value::Sequence{}}), 2), "[\n  1,\n  []\n]");
   EXPECT_EQ(to_json(Value(std::string("\xff", 1))), "\"\xef\xbf\xbd\"");
+  EXPECT_EQ(to_json(Value(Value::Mapping{{true, 1}, {Value(), 2}, {2.5, 3}})),
+            R"({"true": 1, "null": 2, "2.5": 3})");
+  EXPECT_THROW(to_json(Value(Value::Mapping{{Value::Sequence{1}, 1}})), TypeError);
+}
+
+TEST(ToJson, DeepTreeUsesNoCallStack) {
+  constexpr std::size_t kDepth = 100000;
+  Value deep;
+  for (std::size_t i = 0; i < kDepth; ++i) {
+    Value::Mapping level;
+    level.set("a", std::move(deep));
+    deep = Value(std::move(level));
+  }
+  const std::string json = to_json(deep);
+  EXPECT_EQ(json.size(), kDepth * 7 + 4);  // {"a": ... null ... }
+  EXPECT_EQ(json.find("null"), kDepth * 6);
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 // Log channels: placeholders, levels, sinks and threads.
+#include <cstdint>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -27,6 +29,8 @@ TEST(FormatLog, Placeholders) {
       {format_log("%s and %s", std::vector<LogArg>{"one"}), "one and %s"},
       {format_log("%d", std::vector<LogArg>{"not a number"}), "not a number"},
       {format_log("trailing %", {}), "trailing %"},
+      {format_log("%d %s", std::vector<LogArg>{UINT64_MAX, std::optional<double>(0.5)}),
+       "18446744073709551615 0.5"},
   };
   for (const Case& c : cases) EXPECT_EQ(c.got, c.expected);
 }
@@ -54,6 +58,23 @@ TEST(LogChannel, CaptureRestoresThePreviousSinkAndLevel) {
   Log::position.warning("outer");
   EXPECT_EQ(outer, std::vector<std::string>{"outer"});
   EXPECT_EQ(Log::position.level(), before);
+}
+
+TEST(LogChannel, DefaultSinkWritesOnlyWarningsToStderr) {
+  LogChannel channel("test");
+  channel.set_level(LogLevel::debug);
+  ::testing::internal::CaptureStderr();
+  channel.info("quiet %s", "info");
+  channel.warning("loud %r", "warning");
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(), "WARNING:test:loud 'warning'\n");
+}
+
+TEST(LogChannel, AThrowingSinkDoesNotReachTheCaller) {
+  LogChannel channel("test");
+  channel.set_sink([](const LogRecord&) { throw std::runtime_error("disk full"); });
+  ::testing::internal::CaptureStderr();
+  EXPECT_NO_THROW(channel.warning("x"));
+  EXPECT_NE(::testing::internal::GetCapturedStderr().find("disk full"), std::string::npos);
 }
 
 TEST(LogChannel, SeveralThreadsEmitWholeLines) {

@@ -1,6 +1,7 @@
 // Conversions, text and literal forms, white space, case mapping, code
 // points, file reading and path text.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstdint>
@@ -178,6 +179,8 @@ TEST(Repr, QuotesAndEscapesLikeALiteral) {
       {"float", Value(1e-5), "1e-05"},
       {"nested", Value(Value::Mapping{{"a", Value::Sequence{}}, {1, Value::Mapping{}}}),
        "{'a': [], 1: {}}"},
+      {"container keys", Value(Value::Mapping{{Value::Sequence{1, "x"}, 2}, {Value::Mapping{}, 3}}),
+       "{[1, 'x']: 2, {}: 3}"},
   };
   for (const Case& c : cases) EXPECT_EQ(repr(c.input), c.expected) << c.name;
 }
@@ -206,7 +209,14 @@ TEST(CaseMapping, LowerAndTitle) {
       {"x2y", "X2Y"},
       {"\u00dfa", "Ssa"},
       {"o'neil", "O'Neil"},
+      {"3rd", "3Rd"},
+      {"hello wORLD", "Hello World"},
       {"\u01c6emal", "\u01c5emal"},
+      {"\ufb01re", "Fire"},
+      {"\u03a3\u0391\u03a3 \u039f\u0394\u039f\u03a3",
+       "\u03a3\u03b1\u03c2 \u039f\u03b4\u03bf\u03c2"},
+      {"\u0391\u03a3'\u03a3", "\u0391\u03c3'\u03a3"},
+      {"\u03a3", "\u03a3"},
       {"", ""},
   };
   for (const Case& c : titles) EXPECT_EQ(title(c.input), c.expected) << c.input;
@@ -228,6 +238,9 @@ TEST(CaseMapping, LowerAndTitle) {
 TEST(CodePoints, CountAndCut) {
   EXPECT_EQ(code_point_count("\u00e9\u00e9\u00e9"), 3u);
   EXPECT_EQ(code_point_count(std::string("a\xff\xfe", 3)), 3u);
+  // Each byte of a truncated sequence counts on its own.
+  EXPECT_EQ(code_point_count("\xe4\xb8"), 2u);
+  EXPECT_EQ(first_code_points("\xe4\xb8z", 1), "\xe4");
   EXPECT_EQ(first_code_points("\u00e9a\U0001F600b", 3), "\u00e9a\U0001F600");
   EXPECT_EQ(first_code_points("ab", 80), "ab");
   // A cut never splits a multi-byte character.
@@ -282,17 +295,52 @@ TEST_F(ReadTextFile, FailuresHaveTheirKinds) {
   } catch (const FileSystemError& e) {
     EXPECT_EQ(e.class_name(), "IsADirectoryError");
   }
-  try {
-    read_text_file(write("bad.md", "ok\n\xc3("));
-    FAIL();
-  } catch (const UnicodeDecodeError& e) {
-    EXPECT_EQ(e.class_name(), "UnicodeDecodeError");
-    EXPECT_NE(std::string(e.what()).find("byte 0xc3 in position 3"), std::string::npos);
-  }
-  EXPECT_THROW(read_text_file(write("surrogate.md", "\xed\xa0\x80")), UnicodeDecodeError);
-  EXPECT_THROW(read_text_file(write("overlong.md", "\xc0\xaf")), UnicodeDecodeError);
   EXPECT_THROW(read_text_file(write("big.md", std::string(11, 'x')), 10), InvalidValueError);
   EXPECT_EQ(read_text_file(write("fits.md", std::string(10, 'x')), 10).size(), 10u);
+}
+
+TEST_F(ReadTextFile, InvalidUtf8NamesTheBytePosition) {
+  struct Case {
+    const char* name;
+    std::string bytes;
+    const char* message;
+  } const cases[] = {
+      {"bad continuation", "ok\n\xc3(",
+       "'utf-8' codec can't decode byte 0xc3 in position 3: invalid continuation byte"},
+      {"stray continuation", "a\x80",
+       "'utf-8' codec can't decode byte 0x80 in position 1: invalid start byte"},
+      {"overlong lead", "\xc0\xaf",
+       "'utf-8' codec can't decode byte 0xc0 in position 0: invalid start byte"},
+      {"surrogate", "\xed\xa0\x80",
+       "'utf-8' codec can't decode byte 0xed in position 0: invalid continuation byte"},
+      {"truncated at the end", "ab\xe4\xb8",
+       "'utf-8' codec can't decode bytes in position 2-3: unexpected end of data"},
+      {"valid prefix then a bad byte", "\xf0\x9f\x98x",
+       "'utf-8' codec can't decode bytes in position 0-2: invalid continuation byte"},
+  };
+  for (const Case& c : cases) {
+    try {
+      read_text_file(write("bad.md", c.bytes));
+      ADD_FAILURE() << c.name;
+    } catch (const UnicodeDecodeError& e) {
+      EXPECT_STREQ(e.what(), c.message) << c.name;
+      EXPECT_EQ(e.class_name(), "UnicodeDecodeError");
+    }
+  }
+}
+
+TEST_F(ReadTextFile, KeepsTheByteOrderMarkAndNulBytes) {
+  const std::string text(
+      "\xef\xbb\xbf"
+      "a\0b",
+      6);
+  EXPECT_EQ(read_text_file(write("bom.md", text)), text);
+}
+
+TEST_F(ReadTextFile, RefusesAFifoWithoutBlocking) {
+  const auto p = dir_ / "pipe.md";
+  ASSERT_EQ(::mkfifo(p.c_str(), 0600), 0);
+  EXPECT_THROW(read_text_file(p), FileSystemError);
 }
 
 TEST_F(ReadTextFile, UnreadableFileIsPermissionError) {
