@@ -274,9 +274,10 @@ ScalarRead read_tagged_scalar(ScalarType type, std::string_view text) {
       return read_int(text);
     case ScalarType::floating: {
       if (std::optional<double> d = read_float(text, true)) return {Status::ok, Value(*d)};
+      // The remaining integer forms: hexadecimal, binary, base 60.
       ScalarRead i = read_int(text);
-      if (i.status == Status::ok) i.value = Value(static_cast<double>(i.value.as_int()));
-      return i;
+      if (i.status != Status::ok) return {};
+      return {Status::ok, Value(static_cast<double>(i.value.as_int()))};
     }
   }
   return {};

@@ -42,8 +42,10 @@ struct ScalarRead {
 ScalarRead read_plain_scalar(std::string_view text);
 
 // Reads `text` as explicitly tagged with `type`. Each type accepts its own
-// plain forms above; a float also accepts every integer form and a decimal
-// exponent without a sign ("1e3" is 1000.0). A string accepts any text.
+// plain forms above. A float also accepts decimal text without a point or
+// with an unsigned exponent ("1e3" is 1000.0, "017" is 17.0) and the
+// hexadecimal, binary and base-60 integer forms (within 64 bits). A string
+// accepts any text. The status is never `out_of_range` for a float.
 ScalarRead read_tagged_scalar(ScalarType type, std::string_view text);
 
 }  // namespace tessik::detail
