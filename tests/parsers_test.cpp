@@ -9,6 +9,7 @@
 #include <tessik/agent_loader/guard_rails.hpp>
 #include <tessik/agent_loader/parsers.hpp>
 #include <tessik/errors.hpp>
+#include <tessik/logging_channels.hpp>
 #include <tessik/text.hpp>
 
 namespace tessik {
@@ -233,13 +234,24 @@ TEST_F(DefinitionParsers, DevicesAreNotRead) {
 
 TEST_F(DefinitionParsers, OnlyBuiltInNamesGetTheGuardRails) {
   const std::string prompt = "Review.\n\n<!-- ANTI-PATTERNS\n- a\n-->";
+  // The prompt a definition named `name` ends up with, and whether the
+  // guard-rails merge was attempted: either it changed the prompt or it
+  // warned about the shared document (which this tree may not hold yet).
   const auto load = [&](const std::string& name) {
+    ScopedLogCapture capture(Log::agent);
     std::string text = "---\nname: " + name + "\n---\n" + prompt + "\n";
-    return load_agent_definition(write(name + ".md", text)).system_prompt;
+    Value loaded = load_agent_definition(write(name + ".md", text)).system_prompt;
+    const bool merged = loaded != Value(prompt) || !capture.messages().empty();
+    return std::pair{loaded, merged};
   };
-  EXPECT_EQ(load("corvin"), detail::prepend_guard_rails(prompt));
-  EXPECT_EQ(load("Corvin"), prompt);
-  EXPECT_EQ(load("my-reviewer"), prompt);
+  const auto [corvin, corvin_merged] = load("corvin");
+  EXPECT_TRUE(corvin_merged);
+  EXPECT_EQ(corvin, detail::prepend_guard_rails(prompt));
+  for (const char* other : {"Corvin", "my-reviewer", "'corvin '"}) {
+    const auto [loaded, merged] = load(other);
+    EXPECT_FALSE(merged) << other;
+    EXPECT_EQ(loaded, prompt) << other;
+  }
 
   try {
     load_agent_definition(write("w.yaml", "name: wynn\nsystem_prompt: 3\n"));
