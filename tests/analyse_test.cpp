@@ -1,12 +1,15 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <mutex>
+#include <ostream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include <tessik/agent_loader/agent.hpp>
 #include <tessik/errors.hpp>
+#include <tessik/json.hpp>
 #include <tessik/logging_channels.hpp>
 #include <tessik/text.hpp>
 
@@ -17,7 +20,52 @@ namespace {
 
 using testing::ExampleClient;
 
-// CAPTURE_ADAPTER
+// Collects the lines of both channels the analysis writes to, in the order
+// they are emitted, at every level; restores the channels afterwards.
+struct Line {
+  std::string channel;
+  LogLevel level;
+  std::string message;
+  friend bool operator==(const Line&, const Line&) = default;
+  friend void PrintTo(const Line& l, std::ostream* os) {
+    *os << l.channel << "/" << static_cast<int>(l.level) << " " << l.message;
+  }
+};
+using Lines = std::vector<Line>;
+
+class LogCapture {
+ public:
+  LogCapture() {
+    for (LogChannel* channel : {&Log::agent, &Log::position}) {
+      saved_.push_back({channel, channel->sink(), channel->level()});
+      channel->set_level(LogLevel::debug);
+      channel->set_sink([this](const LogRecord& r) {
+        std::lock_guard lock(mutex_);
+        lines_.push_back({std::string(r.channel), r.level, std::string(r.message)});
+      });
+    }
+  }
+  ~LogCapture() {
+    for (Saved& s : saved_) {
+      s.channel->set_sink(std::move(s.sink));
+      s.channel->set_level(s.level);
+    }
+  }
+  Lines lines() const {
+    std::lock_guard lock(mutex_);
+    return lines_;
+  }
+
+ private:
+  struct Saved {
+    LogChannel* channel;
+    LogSink sink;
+    LogLevel level;
+  };
+  std::vector<Saved> saved_;
+  mutable std::mutex mutex_;
+  Lines lines_;
+};
 
 const std::vector<FileChange> kChanges{{"src/app.py", "-x\n+y"}};
 
@@ -57,7 +105,7 @@ TEST(Analyse, FindingsReplyParsesEveryItemAndDropsRejectedOnes) {
   EXPECT_EQ(v.summary(), "Two spots.");
   EXPECT_EQ(v[0].severity, "medium") << "the definition's severity_default applies";
   EXPECT_EQ(v[0].category, "performance");
-  EXPECT_EQ(captured(capture),
+  EXPECT_EQ(capture.lines(),
             (Lines{{"agent", LogLevel::info, raw_line(raw)},
                    {"position", LogLevel::info,
                     "[pos] agent.finding[0]  agent=wynn  raw_line=2  raw_file='src/app.py'  "
@@ -74,10 +122,10 @@ TEST(Analyse, CleanReplyConvertsConfidenceButLogsItAsGivenWithSummaryCut) {
       R"({"status": "clean", "summary": ")" + summary + R"(", "confidence": 1})";
   LogCapture capture;
   EXPECT_EQ(analyse_reply({raw}), AgentVerdict::from_clean(summary, 1.0));
-  EXPECT_EQ(captured(capture), (Lines{{"agent", LogLevel::info, raw_line(raw)},
-                                      {"agent", LogLevel::info,
-                                       "[tessik]     [wynn] verdict=clean confidence=1 summary='" +
-                                           std::string(79, 's') + "Ω'"}}));
+  EXPECT_EQ(capture.lines(), (Lines{{"agent", LogLevel::info, raw_line(raw)},
+                                    {"agent", LogLevel::info,
+                                     "[tessik]     [wynn] verdict=clean confidence=1 summary='" +
+                                         std::string(79, 's') + "Ω'"}}));
 }
 
 TEST(Analyse, ErrorPathCountsCodePointsAndLogsTheWholeReplyAtDebug) {
@@ -86,7 +134,7 @@ TEST(Analyse, ErrorPathCountsCodePointsAndLogsTheWholeReplyAtDebug) {
   const AgentVerdict v = analyse_reply({raw});
   ASSERT_EQ(v.error_code(), "invalid_json");
   EXPECT_EQ(
-      captured(capture),
+      capture.lines(),
       (Lines{{"agent", LogLevel::info,
               "[tessik]     [wynn] raw response (200 chars, starts: 'éééééééééé" +
                   std::string(70, 'x') + "')"},
@@ -99,6 +147,7 @@ TEST(Analyse, ErrorPathCountsCodePointsAndLogsTheWholeReplyAtDebug) {
 // Absent result fields reach the classifier as: no stop reason, 1 iteration,
 // cap not hit; the cap is the definition's even without tools.
 TEST(Analyse, CompletionFactsReachTheClassifier) {
+  const LogCapture quiet;
   const struct {
     CompletionResult reply;
     const char* code;
@@ -137,7 +186,7 @@ TEST(VerdictFromTerminalState, EveryOtherStateIsAnErrorFromThePayload) {
   LogCapture capture;
   EXPECT_EQ(map("clean", Value::Mapping{{"summary", ""}, {"confidence", 0.5}}),
             AgentVerdict::from_clean("", 0.5));
-  EXPECT_EQ(captured(capture).at(0).message,
+  EXPECT_EQ(capture.lines().at(0).message,
             "[tessik]     [wynn] verdict=clean confidence=0.5 summary=''");
   // The payload is trusted: a failed lookup propagates.
   EXPECT_THROW(map("error", Value::Mapping{}), InvalidValueError);
@@ -178,12 +227,13 @@ TEST(BuildFindingsVerdict, PositionLineShowsTheRawPlacement) {
     detail::build_findings_verdict(Value::Mapping{{"findings", Value::Sequence{c.item}}},
                                    definition());
     EXPECT_EQ(
-        captured(capture),
+        capture.lines(),
         (Lines{{"position", LogLevel::info, "[pos] agent.finding[0]  agent=wynn  " + c.fields}}));
   }
 }
 
 TEST(Analyse, ConcurrentAnalysesOnASharedClientMatchSerialOnes) {
+  const LogCapture quiet;  // and checks that emitting is safe from several threads
   auto client = std::make_shared<ExampleClient>(/*offers_tools=*/true);
   client->responder = [](const Value& messages, const std::string& agent) -> CompletionResult {
     if (agent == "corvin") return {R"({"status": "clean", "summary": "ok", "confidence": 0.5})"};

@@ -25,7 +25,6 @@ TEST(DetectLanguage, ByNameThenExtension) {
       {"lower-case makefile", "sub/makefile", "makefile"},
       {"CMakeLists.txt is not text", "lib/CMakeLists.txt", "cmake"},
       {"other .txt is text", "notes.txt", "text"},
-      {"Gemfile", "Gemfile", "ruby"},
       {"dotfile by name", "home/.bashrc", "shell"},
       {"dotfile with extension", ".eslintrc.json", "json"},
       {"invalid UTF-8 around the extension", "\xff\xfe.go", "go"},

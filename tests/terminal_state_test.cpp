@@ -136,8 +136,11 @@ TEST(OutputConfig, ConstrainsRepliesToTheThreeShapes) {
   EXPECT_EQ(*prop(finding, "severity").find("enum"), strings({"high", "medium", "low", "info"}));
   EXPECT_EQ(*prop(finding, "category").find("enum"),
             strings({"architecture", "security", "performance", "code-quality"}));
-  EXPECT_EQ(to_json(prop(finding, "code_replacement")),
-            R"({"anyOf":[{"type":"array","items":{"type":"string"}},{"type":"null"}]})");
+  const Value text_lines =
+      Value::Mapping{{"type", "array"}, {"items", Value::Mapping{{"type", "string"}}}};
+  EXPECT_EQ(
+      prop(finding, "code_replacement"),
+      (Value::Mapping{{"anyOf", Value::Sequence{text_lines, Value::Mapping{{"type", "null"}}}}}));
 }
 
 }  // namespace

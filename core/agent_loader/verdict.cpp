@@ -4,7 +4,11 @@
 #include <ostream>
 #include <stdexcept>
 #include <string>
+#include <string_view>
+#include <type_traits>
 #include <utility>
+
+#include "../text.hpp"
 
 namespace tessik {
 namespace {
@@ -18,7 +22,13 @@ std::ptrdiff_t clamp_bound(std::ptrdiff_t bound, std::ptrdiff_t size) {
 
 template <class T>
 void print_optional(std::ostream& os, const char* name, const std::optional<T>& field) {
-  if (field) os << ", " << name << "=" << *field;
+  if (!field) return;
+  os << ", " << name << "=";
+  if constexpr (std::is_same_v<T, std::string>) {
+    os << repr(std::string_view(*field));
+  } else {
+    os << *field;
+  }
 }
 
 }  // namespace
@@ -52,7 +62,8 @@ const AIReview& AgentVerdict::operator[](std::ptrdiff_t position) const {
   const std::ptrdiff_t index = position < 0 ? position + size : position;
   if (index < 0 || index >= size) {
     throw std::out_of_range("finding position " + std::to_string(position) +
-                            " is outside a verdict with " + std::to_string(size) + " findings");
+                            " is out of range: the verdict holds " + std::to_string(size) +
+                            (size == 1 ? " finding" : " findings"));
   }
   return f_.findings[static_cast<std::size_t>(index)];
 }
@@ -66,7 +77,7 @@ std::vector<AIReview> AgentVerdict::slice(std::ptrdiff_t start, std::ptrdiff_t s
 }
 
 std::ostream& operator<<(std::ostream& os, const AgentVerdict& verdict) {
-  os << "AgentVerdict(status=\"" << verdict.status() << "\"";
+  os << "AgentVerdict(status=" << repr(std::string_view(verdict.status()));
   print_optional(os, "summary", verdict.summary());
   print_optional(os, "confidence", verdict.confidence());
   print_optional(os, "error_code", verdict.error_code());
