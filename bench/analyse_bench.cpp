@@ -48,14 +48,14 @@ tessik::AgentDefinition definition() {
   return d;
 }
 
-void BM_Analyse(benchmark::State& state) {
+void BM_AnalyseFindingsReply(benchmark::State& state) {
   tessik::Log::agent.set_sink([](const tessik::LogRecord&) {});
   tessik::Log::position.set_sink([](const tessik::LogRecord&) {});
   const tessik::LoadedAgent agent(definition(), std::make_shared<InMemoryClient>(), 4096);
   const auto changes = change(static_cast<int>(state.range(0)));
   for (auto _ : state) benchmark::DoNotOptimize(agent.analyse(changes));
 }
-BENCHMARK(BM_Analyse)->Arg(1)->Arg(10)->Arg(100);
+BENCHMARK(BM_AnalyseFindingsReply)->Arg(1)->Arg(10)->Arg(100);
 
 // Baseline: the request assembled and the reply parsed, nothing else.
 void BM_AssembleAndParseOnly(benchmark::State& state) {

@@ -32,9 +32,13 @@ void BM_ParseFindingItems(benchmark::State& state) {
   const std::string reply = findings_reply(static_cast<int>(state.range(0)));
   for (auto _ : state) {
     const tessik::Value parsed = tessik::parse_json(reply);
+    const tessik::Value::Sequence& items = parsed.find("findings")->as_sequence();
     std::vector<tessik::AIReview> reviews;
-    for (const tessik::Value& item : parsed.find("findings")->as_sequence()) {
-      if (auto r = tessik::detail::parse_finding_item(item, "wynn")) reviews.push_back(*r);
+    reviews.reserve(items.size());
+    for (const tessik::Value& item : items) {
+      if (auto r = tessik::detail::parse_finding_item(item, "wynn")) {
+        reviews.push_back(std::move(*r));
+      }
     }
     benchmark::DoNotOptimize(reviews);
   }
