@@ -160,11 +160,19 @@ void append_json_key(const Value& v, std::string& out) {
 }  // namespace
 
 Value parse_json(std::string_view text) {
+  // The library's lexer takes a NUL byte for the end of input, which would
+  // accept "1<NUL>junk"; a raw NUL is never valid JSON, so the text is
+  // parsed up to it and the NUL refused after.
+  const std::size_t nul = text.find('\0');
+  const std::string_view before_nul = text.substr(0, nul);
   ValueBuilder builder;
-  const bool ok = Json::sax_parse(text.begin(), text.end(), &builder,
+  const bool ok = Json::sax_parse(before_nul.begin(), before_nul.end(), &builder,
                                   nlohmann::detail::input_format_t::json, /*strict=*/true);
   if (!ok) {
     throw InvalidValueError(builder.error().empty() ? "malformed JSON" : builder.error());
+  }
+  if (nul != std::string_view::npos) {
+    throw InvalidValueError("malformed JSON: NUL byte at byte " + std::to_string(nul + 1));
   }
   return builder.take_result();
 }

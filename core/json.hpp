@@ -15,21 +15,23 @@ namespace tessik {
 // depth that every consumer can walk.
 inline constexpr std::size_t kJsonMaxDepth = 512;
 
-// Parses one JSON text (strict RFC 8259: no comments, no trailing commas,
-// nothing after the value, strings valid UTF-8) into a Value, without an
-// intermediate document. Object keys keep their order; a repeated key keeps
-// its first position and takes the last value. Integers that fit 64 bits
-// stay integers; larger ones become doubles.
+// Parses one JSON text into a Value, without an intermediate document.
+// The grammar is strict RFC 8259: no comments, no trailing commas, nothing
+// after the value, no raw NUL byte, strings valid UTF-8; a leading
+// byte-order mark is skipped. Object keys keep their order; a repeated key
+// keeps its first position and takes the last value. Integers that fit 64
+// bits stay integers; larger ones become doubles.
 //
 //   parse_json(R"({"b": 1, "a": [true, null], "b": 2.5})")
 //     -> {'b': 2.5, 'a': [True, None]}
 //
-// Throws InvalidValueError for malformed text, with the parser's position
+// Throws InvalidValueError, with the parser's position, for malformed text
 // ("malformed JSON: parse error at line 1, column 4: syntax error while
 // parsing value - ..."), for a number beyond the double range ("malformed
-// JSON: number overflow parsing '1e400' at byte 5") and for nesting deeper
-// than kJsonMaxDepth ("JSON nesting deeper than 512 levels"). Safe to call
-// from several threads at once.
+// JSON: number overflow parsing '1e400' at byte 6"), for a raw NUL byte
+// ("malformed JSON: NUL byte at byte 2"; byte positions count from 1), and
+// for nesting deeper than kJsonMaxDepth ("JSON nesting deeper than 512
+// levels"). Safe to call from several threads at once.
 Value parse_json(std::string_view text);
 
 // Serialises `v` as JSON text: on one line with ", " and ": " separators

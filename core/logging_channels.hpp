@@ -68,6 +68,10 @@ class LogArg {
   LogArg(const Value* v) noexcept                                         // NOLINT
       : kind_(v == nullptr ? Kind::none : Kind::value), value_(v) {}
   LogArg(std::nullptr_t) noexcept : kind_(Kind::none) {}  // NOLINT
+  // A bare sequence or mapping would be converted to a temporary Value that
+  // dies before the line is formatted: pass a Value instead.
+  LogArg(const Value::Sequence&) = delete;
+  LogArg(const Value::Mapping&) = delete;
   LogArg(std::nullopt_t) noexcept : kind_(Kind::none) {}  // NOLINT
   template <class T>
   requires(std::is_integral_v<T>&& std::is_signed_v<T>) LogArg(T i)

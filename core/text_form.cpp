@@ -33,19 +33,25 @@ void append_double(double d, std::string& out) {
   // sci is "[-]d[.ddd]e[+-]xx".
   const std::size_t e = sci.find('e');
   std::string_view mantissa = sci.substr(0, e);
-  const int exponent = std::atoi(std::string(sci.substr(e + 1)).c_str());
+  std::string_view exponent_text = sci.substr(e + 1);
+  if (exponent_text.front() == '+') exponent_text.remove_prefix(1);
+  int exponent = 0;
+  std::from_chars(exponent_text.data(), exponent_text.data() + exponent_text.size(), exponent);
   const bool negative = mantissa.front() == '-';
   if (negative) mantissa.remove_prefix(1);
-  std::string digits;
+  // At most 17 significant digits.
+  char digit_buf[32];
+  std::size_t digit_count = 0;
   for (char c : mantissa) {
-    if (c != '.') digits.push_back(c);
+    if (c != '.') digit_buf[digit_count++] = c;
   }
+  const std::string_view digits(digit_buf, digit_count);
   if (negative) out.push_back('-');
   if (exponent < -4 || exponent >= 16) {
     out.push_back(digits[0]);
     if (digits.size() > 1) {
       out.push_back('.');
-      out.append(digits, 1);
+      out.append(digits.substr(1));
     }
     char exp[16];
     std::snprintf(exp, sizeof exp, "e%c%02d", exponent < 0 ? '-' : '+', std::abs(exponent));
@@ -64,9 +70,9 @@ void append_double(double d, std::string& out) {
     out.append(int_len - digits.size(), '0');
     out += ".0";
   } else {
-    out.append(digits, 0, int_len);
+    out.append(digits.substr(0, int_len));
     out.push_back('.');
-    out.append(digits, int_len);
+    out.append(digits.substr(int_len));
   }
 }
 

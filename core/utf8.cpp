@@ -2,19 +2,21 @@
 
 #include <unicode/utf8.h>
 
+#include <algorithm>
 #include <cstdint>
 
 namespace tessik::utf8 {
 
 Step decode(std::string_view s, std::size_t pos) noexcept {
-  const auto* bytes = reinterpret_cast<const std::uint8_t*>(s.data());
-  const auto length = static_cast<std::int32_t>(s.size());
-  auto i = static_cast<std::int32_t>(pos);
+  // A sequence is at most 4 bytes long; decoding within that window keeps
+  // the 32-bit offsets of the ICU macro valid for text of any size.
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(s.data() + pos);
+  const auto window = static_cast<std::int32_t>(std::min<std::size_t>(4, s.size() - pos));
+  std::int32_t consumed = 0;
   UChar32 c = 0;
-  U8_NEXT(bytes, i, length, c);
-  const auto consumed = static_cast<std::size_t>(i) - pos;
-  if (c < 0) return {static_cast<char32_t>(bytes[pos]), consumed, false};
-  return {static_cast<char32_t>(c), consumed, true};
+  U8_NEXT(bytes, consumed, window, c);
+  if (c < 0) return {static_cast<char32_t>(bytes[0]), static_cast<std::size_t>(consumed), false};
+  return {static_cast<char32_t>(c), static_cast<std::size_t>(consumed), true};
 }
 
 std::size_t first_invalid(std::string_view s) noexcept {
@@ -30,14 +32,6 @@ std::size_t first_invalid(std::string_view s) noexcept {
     pos += step.length;
   }
   return std::string_view::npos;
-}
-
-void append(std::string& out, char32_t cp) {
-  char buf[4];
-  std::int32_t n = 0;
-  UBool error = false;
-  U8_APPEND(reinterpret_cast<std::uint8_t*>(buf), n, 4, static_cast<UChar32>(cp), error);
-  if (!error) out.append(buf, static_cast<std::size_t>(n));
 }
 
 }  // namespace tessik::utf8

@@ -1,4 +1,4 @@
-// UTF-8 decoding and encoding steps shared by the text functions.
+// The UTF-8 decoding step shared by the text functions.
 //
 // Decoding is strict (no overlong forms, no surrogates, nothing above
 // U+10FFFF) and never reads past the end of its input. An ill-formed
@@ -8,7 +8,6 @@
 #define TESSIK_UTF8_HPP_
 
 #include <cstddef>
-#include <string>
 #include <string_view>
 
 namespace tessik::utf8 {
@@ -28,9 +27,6 @@ Step decode(std::string_view s, std::size_t pos) noexcept;
 // The byte offset of the first ill-formed sequence, or npos when `s` is
 // well-formed UTF-8.
 std::size_t first_invalid(std::string_view s) noexcept;
-
-// Appends the UTF-8 encoding of `cp` (a scalar value) to `out`.
-void append(std::string& out, char32_t cp);
 
 }  // namespace tessik::utf8
 

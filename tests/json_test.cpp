@@ -23,6 +23,12 @@ TEST(ParseJson, NumbersKeepTheirKinds) {
   EXPECT_EQ(parse_json("-9223372036854775808").as_int(), INT64_MIN);
   EXPECT_TRUE(parse_json("9223372036854775808").is_float());
   try {
+    parse_json(std::string("1\0", 2));
+    ADD_FAILURE() << "a NUL after a complete value is refused";
+  } catch (const InvalidValueError& e) {
+    EXPECT_STREQ(e.what(), "malformed JSON: NUL byte at byte 2");
+  }
+  try {
     parse_json("[1e400]");
     ADD_FAILURE() << "a number beyond the double range is refused";
   } catch (const InvalidValueError& e) {
@@ -38,7 +44,7 @@ TEST(ParseJson, MalformedTextIsAnInvalidValueWithItsPosition) {
       {"trailing comma", "[1,]"},    {"comment", "{} // x"},
       {"single quotes", "{'a': 1}"}, {"empty", ""},
       {"truncated", R"({"a": )"},    {"invalid UTF-8 in a string", "\"\xff\""},
-      {"two values", "1 2"},
+      {"two values", "1 2"},         {"NUL inside the value", std::string("[1,\0 2]", 7)},
   };
   for (const Case& c : cases) {
     try {
