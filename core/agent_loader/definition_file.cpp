@@ -12,6 +12,10 @@
 
 namespace tessik::detail {
 
+// A file that passes the size check must never trip the YAML loader's own
+// input limit instead, whose message would not name the file.
+static_assert(MAX_DEFINITION_FILE_BYTES <= kYamlMaxInputBytes);
+
 std::string read_definition_text(const std::filesystem::path& path) {
   // A pipe or device could block the open or never end; only regular files
   // and directories (which fail with the platform's error) are opened.
