@@ -18,6 +18,7 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <cstdlib>
 #include <memory>
 #include <new>
@@ -31,14 +32,19 @@
 
 namespace {
 
-std::atomic<std::size_t> g_current{0};
-std::atomic<std::size_t> g_peak{0};
+// Counting is switched on only around the one call whose peak is measured,
+// so that it does not slow down the timed calls.
+std::atomic<bool> g_counting{false};
+std::atomic<std::int64_t> g_current{0};
+std::atomic<std::int64_t> g_peak{0};
 
 void* counted_alloc(std::size_t size) {
   void* p = std::malloc(size == 0 ? 1 : size);
   if (!p) throw std::bad_alloc();
-  const std::size_t now = g_current.fetch_add(malloc_usable_size(p)) + malloc_usable_size(p);
-  std::size_t peak = g_peak.load(std::memory_order_relaxed);
+  if (!g_counting.load(std::memory_order_relaxed)) return p;
+  const auto size_of = static_cast<std::int64_t>(malloc_usable_size(p));
+  const std::int64_t now = g_current.fetch_add(size_of) + size_of;
+  std::int64_t peak = g_peak.load(std::memory_order_relaxed);
   while (now > peak && !g_peak.compare_exchange_weak(peak, now)) {
   }
   return p;
@@ -46,15 +52,23 @@ void* counted_alloc(std::size_t size) {
 
 void counted_free(void* p) noexcept {
   if (!p) return;
-  g_current.fetch_sub(malloc_usable_size(p));
+  if (g_counting.load(std::memory_order_relaxed)) {
+    g_current.fetch_sub(static_cast<std::int64_t>(malloc_usable_size(p)));
+  }
   std::free(p);
 }
 
-// Starts a peak measurement; returns the baseline.
-std::size_t start_peak() {
-  const std::size_t base = g_current.load();
-  g_peak.store(base);
-  return base;
+// The largest number of bytes that `call` holds allocated at once beyond
+// what was allocated before it (a block allocated before and freed during
+// the call lowers the count, so the figure never overstates).
+template <class Call>
+std::size_t peak_of(Call&& call) {
+  g_current.store(0);
+  g_peak.store(0);
+  g_counting.store(true);
+  call();
+  g_counting.store(false);
+  return static_cast<std::size_t>(std::max<std::int64_t>(g_peak.load(), 0));
 }
 
 }  // namespace
@@ -141,14 +155,14 @@ void BM_Assemble(benchmark::State& state) {
   const auto changes = changes_of_size(static_cast<std::size_t>(state.range(0)));
   const auto definition = agent_definition();
   const std::size_t size = tessik::detail::build_diff_text(changes).size();
-  std::size_t peak_extra = 0;
   for (auto _ : state) {
-    const std::size_t base = start_peak();
     auto request = tessik::detail::assemble_request(changes, nullptr, definition);
     benchmark::DoNotOptimize(request);
-    peak_extra = std::max(peak_extra, g_peak.load() - base);
   }
-  report(state, size, peak_extra);
+  report(state, size, peak_of([&] {
+           auto request = tessik::detail::assemble_request(changes, nullptr, definition);
+           benchmark::DoNotOptimize(request);
+         }));
 }
 
 void BM_Analyse(benchmark::State& state) {
@@ -156,14 +170,14 @@ void BM_Analyse(benchmark::State& state) {
   const std::size_t size = tessik::detail::build_diff_text(changes).size();
   const tessik::LoadedAgent agent(agent_definition(), std::make_shared<InstantClient>(), 4096);
   const tessik::SharedAnalysisResult shared{{"C++"}, {"memory"}, "A change."};
-  std::size_t peak_extra = 0;
   for (auto _ : state) {
-    const std::size_t base = start_peak();
     auto verdict = agent.analyse(changes, &shared);
     benchmark::DoNotOptimize(verdict);
-    peak_extra = std::max(peak_extra, g_peak.load() - base);
   }
-  report(state, size, peak_extra);
+  report(state, size, peak_of([&] {
+           auto verdict = agent.analyse(changes, &shared);
+           benchmark::DoNotOptimize(verdict);
+         }));
 }
 
 constexpr std::int64_t kMin = 1 << 10;

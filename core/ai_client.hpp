@@ -44,7 +44,7 @@ namespace tessik {
 // as false.
 struct CompletionResult {
   std::string text{};                             // the model's final reply, possibly empty
-  std::optional<std::string> stop_reason{};       // e.g. "end_turn", "max_tokens", "refusal"
+  std::optional<std::string> stop_reason{};       // e.g. "max_tokens", "refusal"
   std::optional<std::int64_t> iterations_used{};  // tool-use iterations spent
   std::optional<bool> hit_iteration_cap{};        // stopped at `max_iterations`
 };

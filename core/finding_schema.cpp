@@ -86,7 +86,7 @@ Value error_shape() {
 
 Value output_config_for_three_state() {
   Value schema = Mapping{{"anyOf", Sequence{findings_shape(), clean_shape(), error_shape()}}};
-  return Mapping{{"format", Mapping{{"type", "json_schema"}, {"schema", std::move(schema)}}}};
+  return Mapping{{"name", "three_state_review_reply"}, {"schema", std::move(schema)}};
 }
 
 }  // namespace tessik

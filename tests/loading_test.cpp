@@ -315,7 +315,7 @@ TEST_F(LoadingTest, CustomEntriesAreCheckedAndSkippedWithExactWarnings) {
   const fs::path outside = tmp_.write("outside/evil.yaml", yaml("evil"));
   const fs::path custom = tmp_.mkdir("custom");
   tmp_.write("custom/real.yaml", yaml("real"));
-  tmp_.write("custom/off.yaml", yaml("off", "", /*enabled=*/false));
+  tmp_.write("custom/idle.yaml", yaml("idle", "", /*enabled=*/false));
   tmp_.write("custom/store/agent.txt", yaml("linked"));
   tmp_.link(custom / "store/agent.txt", "custom/linked.yml");  // the link's suffix counts
   tmp_.link(outside, "custom/escape.yaml");
@@ -343,7 +343,7 @@ TEST_F(LoadingTest, CustomEntriesAreCheckedAndSkippedWithExactWarnings) {
   expected.push_back("WARNING Skipping invalid custom agent " + c + "/sub.md: " + subdir_failure);
   EXPECT_EQ(log.lines(), expected);
   // Disabled definitions are returned; only the merge drops them.
-  EXPECT_EQ(names(definitions), (Lines{"linked", "off", "real"}));
+  EXPECT_EQ(names(definitions), (Lines{"idle", "linked", "real"}));
 }
 
 TEST_F(LoadingTest, RelativeDirectoriesStayRelative) {

@@ -43,7 +43,9 @@ AgentVerdict error_verdict(const Value::Mapping& payload, std::string_view raw,
   const Value& code = err.at("code");
   const Value& message = err.at("message");
   Log::agent.warning("[tessik]     [%s] verdict=error code=%s message=%s", name, code, message);
-  Log::agent.debug("[tessik]     [%s] full raw response (%d chars):\n%s", name, chars(raw), raw);
+  if (Log::agent.enabled_for(LogLevel::debug)) {  // spares counting a long reply
+    Log::agent.debug("[tessik]     [%s] full raw response (%d chars):\n%s", name, chars(raw), raw);
+  }
   std::optional<std::int64_t> iterations_used;
   if (const Value* used = err.find("iterations_used"); used && !used->is_null()) {
     iterations_used = to_int(*used);

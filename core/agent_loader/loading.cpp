@@ -134,8 +134,7 @@ std::vector<AgentDefinition> load_custom_agents(const std::optional<std::string>
     try {
       definitions.push_back(parser->parse(entry));
     } catch (const std::exception& failure) {
-      Log::agent.warning("Skipping invalid custom agent %s: %s", path_text(entry),
-                         std::string(failure.what()));
+      Log::agent.warning("Skipping invalid custom agent %s: %s", path_text(entry), failure.what());
     }
   }
   return definitions;

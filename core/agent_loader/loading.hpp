@@ -39,8 +39,8 @@ namespace tessik {
 // Every enabled agent defined in `directory`, in the order of its files.
 //
 // `parsers` is the parser list to use; an empty list means
-// `default_parsers()`. A file that fails to parse, for any reason, is skipped
-// without a word, and so is a disabled definition. Each agent receives
+// `default_parsers()`. A file whose parse throws (any std::exception) is
+// skipped without a word, and so is a disabled definition. Each agent receives
 // `client`, `max_tokens` and `tools` unchanged. The directory's existence is
 // not tested beforehand: a directory that cannot be listed throws
 // FileSystemError. A failure inside a parser's `can_parse` propagates.

@@ -1,10 +1,14 @@
 #include "request.hpp"
 
 #include <openssl/evp.h>
+#if defined(__linux__)
+#include <sys/mman.h>
+#endif
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -94,10 +98,34 @@ void for_each_diff_piece(std::span<const FileChange> changes, Append&& append) {
   }
 }
 
+// Asks the kernel to back a large fresh buffer with huge pages, so that
+// filling it takes one page fault per 2 MiB instead of one per 4 KiB; for a
+// 64 MiB diff that cuts the cost of the copy several times over. Only
+// buffers of 32 MiB and more are advised: the allocator maps those afresh
+// for every request, while smaller ones usually reuse memory it already
+// holds. Only the 2 MiB-aligned interior is advised; the hint is harmless
+// where huge pages are unavailable.
+void advise_huge_pages(char* data, std::size_t size) {
+#if defined(__linux__) && defined(MADV_HUGEPAGE)
+  constexpr std::uintptr_t kHugePage = std::uintptr_t{2} << 20;
+  constexpr std::size_t kThreshold = std::size_t{32} << 20;
+  if (size < kThreshold) return;
+  const auto start = reinterpret_cast<std::uintptr_t>(data);
+  const std::uintptr_t begin = (start + kHugePage - 1) & ~(kHugePage - 1);
+  const std::uintptr_t end = (start + size) & ~(kHugePage - 1);
+  if (end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+#else
+  (void)data;
+  (void)size;
+#endif
+}
+
 // Builds the diff text into an exactly sized buffer and hashes it on the way.
 std::string build_and_hash(std::span<const FileChange> changes, Sha256& sha) {
   std::string text;
-  text.reserve(diff_text_size(changes));
+  const std::size_t size = diff_text_size(changes);
+  text.reserve(size);
+  advise_huge_pages(text.data(), size);
   for_each_diff_piece(changes, [&](std::string_view piece) {
     while (!piece.empty()) {
       const std::size_t n = std::min(piece.size(), kHashSlice);

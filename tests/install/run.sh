@@ -59,8 +59,9 @@ build_consumers() {
 
 # Runs one consumer and checks that it read the agents installed in PREFIX.
 check_consumer() {
-  local exe=$1 prefix=$2 out err
-  out=$("$exe" 2>"$work/stderr") || { cat "$work/stderr"; fail "$exe exited with $?"; }
+  local exe=$1 prefix=$2 out err rc=0
+  out=$("$exe" 2>"$work/stderr") || rc=$?
+  [ "$rc" -eq 0 ] || { cat "$work/stderr"; fail "$exe exited with $rc"; }
   err=$(cat "$work/stderr")
   [ -z "$err" ] || fail "$exe wrote to stderr: $err"
   local dir=${out%%$'\n'*}
