@@ -18,7 +18,9 @@
 // Cost: the diff text is built once, into a buffer of exactly its size, and
 // hashed while it is built (each piece is hashed right after it is copied, so
 // the bytes are still in cache); it is then moved, never copied, into its
-// block. The peak memory of an assembly is the diff size plus a few KiB.
+// block. The peak memory of an assembly is the diff size plus the agent's
+// prompt, the reply contract and a few hundred bytes of blocks. Diff buffers
+// of 32 MiB and more are backed by huge pages where the system offers them.
 #ifndef TESSIK_AGENT_LOADER_REQUEST_HPP_
 #define TESSIK_AGENT_LOADER_REQUEST_HPP_
 
