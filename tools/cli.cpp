@@ -20,7 +20,7 @@ void print_overview(std::ostream& os) {
   os << "usage: tessik-agents COMMAND [OPTIONS]\n\n"
         "Loads, checks and runs the reviewer agents of the code-review core.\n\ncommands:\n";
   for (const Command& c : all_commands()) {
-    os << "  " << c.spec.name << std::string(10 - c.spec.name.size(), ' ') << c.spec.summary
+    os << "  " << c.syntax.name << std::string(10 - c.syntax.name.size(), ' ') << c.syntax.summary
        << '\n';
   }
   os << "\nRun 'tessik-agents COMMAND --help' for a command's options.\n";
@@ -28,21 +28,21 @@ void print_overview(std::ostream& os) {
 
 }  // namespace
 
-OptionSpec diff_option() {
+OptionSyntax diff_option() {
   return {"diff", true, "FILE", "the change as a unified diff (git diff); - reads stdin", true};
 }
-OptionSpec builtin_option() {
+OptionSyntax builtin_option() {
   return {"builtin", true, "DIR", "built-in agents directory (default: the installed agents/)"};
 }
-OptionSpec custom_option() {
+OptionSyntax custom_option() {
   return {"custom", true, "DIR", "the project's custom agents directory"};
 }
-OptionSpec shared_option() {
+OptionSyntax shared_option() {
   return {"shared", true, "FILE",
           "shared pre-analysis as JSON: {\"languages\": [...], \"risk_areas\": [...], "
           "\"summary\": \"...\"}"};
 }
-OptionSpec json_option() { return {"json", false, "", "print JSON instead of text"}; }
+OptionSyntax json_option() { return {"json", false, "", "print JSON instead of text"}; }
 
 int run_cli(std::span<const std::string> args, const Io& io) {
   if (args.empty()) {
@@ -55,18 +55,18 @@ int run_cli(std::span<const std::string> args, const Io& io) {
   }
   const Command* command = nullptr;
   for (const Command& c : all_commands()) {
-    if (c.spec.name == args[0]) command = &c;
+    if (c.syntax.name == args[0]) command = &c;
   }
   if (command == nullptr) {
     io.err << "tessik-agents: unknown command '" << args[0] << "'\n\n";
     print_overview(io.err);
     return EXIT_USAGE;
   }
-  const std::string& name = command->spec.name;
+  const std::string& name = command->syntax.name;
   try {
-    const ParsedArgs parsed = parse_args(command->spec, args.subspan(1));
+    const ParsedArgs parsed = parse_args(command->syntax, args.subspan(1));
     if (parsed.help) {
-      io.out << usage_text(command->spec);
+      io.out << usage_text(command->syntax);
       return EXIT_OK;
     }
     return command->run(parsed, io);

@@ -15,10 +15,10 @@ bool ParsedArgs::flag(const std::string& name) const { return values_.contains(n
 
 namespace {
 
-const OptionSpec* find_option(const CommandSpec& spec, std::string_view name) {
-  auto it = std::find_if(spec.options.begin(), spec.options.end(),
-                         [&](const OptionSpec& o) { return o.name == name; });
-  return it == spec.options.end() ? nullptr : &*it;
+const OptionSyntax* find_option(const CommandSyntax& syntax, std::string_view name) {
+  auto it = std::find_if(syntax.options.begin(), syntax.options.end(),
+                         [&](const OptionSyntax& o) { return o.name == name; });
+  return it == syntax.options.end() ? nullptr : &*it;
 }
 
 std::string count_words(std::size_t n) {
@@ -27,7 +27,7 @@ std::string count_words(std::size_t n) {
 
 }  // namespace
 
-ParsedArgs parse_args(const CommandSpec& spec, std::span<const std::string> args) {
+ParsedArgs parse_args(const CommandSyntax& syntax, std::span<const std::string> args) {
   ParsedArgs parsed;
   if (std::any_of(args.begin(), args.end(),
                   [](const std::string& a) { return a == "-h" || a == "--help"; })) {
@@ -48,7 +48,7 @@ ParsedArgs parse_args(const CommandSpec& spec, std::span<const std::string> args
     if (!arg.starts_with("--")) throw UsageError("unknown option " + arg);
     const std::size_t eq = arg.find('=');
     const std::string name = arg.substr(2, eq == std::string::npos ? std::string::npos : eq - 2);
-    const OptionSpec* option = find_option(spec, name);
+    const OptionSyntax* option = find_option(syntax, name);
     if (option == nullptr) throw UsageError("unknown option --" + name);
     if (!option->takes_value) {
       if (eq != std::string::npos) throw UsageError("--" + name + " takes no value");
@@ -63,45 +63,45 @@ ParsedArgs parse_args(const CommandSpec& spec, std::span<const std::string> args
       throw UsageError("--" + name + " needs a value (" + option->metavar + ")");
     }
   }
-  for (const OptionSpec& o : spec.options) {
+  for (const OptionSyntax& o : syntax.options) {
     if (o.required && !parsed.values_.contains(o.name)) {
       throw UsageError("--" + o.name + " " + o.metavar + " is required");
     }
   }
   const std::size_t n = parsed.positional.size();
-  if (n < spec.min_positional) {
-    throw UsageError(spec.name + " needs " + spec.positional);
+  if (n < syntax.min_positional) {
+    throw UsageError(syntax.name + " needs " + syntax.positional);
   }
-  if (n > spec.max_positional) {
-    throw UsageError(spec.name + " takes at most " + count_words(spec.max_positional) + ", got " +
-                     std::to_string(n));
+  if (n > syntax.max_positional) {
+    throw UsageError(syntax.name + " takes at most " + count_words(syntax.max_positional) +
+                     ", got " + std::to_string(n));
   }
   return parsed;
 }
 
-std::string usage_text(const CommandSpec& spec) {
+std::string usage_text(const CommandSyntax& syntax) {
   std::ostringstream os;
-  os << "usage: tessik-agents " << spec.name;
-  for (const OptionSpec& o : spec.options) {
+  os << "usage: tessik-agents " << syntax.name;
+  for (const OptionSyntax& o : syntax.options) {
     os << (o.required ? " --" : " [--") << o.name;
     if (o.takes_value) os << ' ' << o.metavar;
     if (!o.required) os << ']';
   }
-  if (!spec.positional.empty()) os << ' ' << spec.positional;
-  os << "\n\n" << spec.summary << "\n";
-  if (!spec.options.empty()) {
+  if (!syntax.positional.empty()) os << ' ' << syntax.positional;
+  os << "\n\n" << syntax.summary << "\n";
+  if (!syntax.options.empty()) {
     os << "\noptions:\n";
     std::size_t width = 0;
-    for (const OptionSpec& o : spec.options) {
+    for (const OptionSyntax& o : syntax.options) {
       width = std::max(width, o.name.size() + (o.takes_value ? o.metavar.size() + 1 : 0));
     }
-    for (const OptionSpec& o : spec.options) {
+    for (const OptionSyntax& o : syntax.options) {
       std::string left = o.name + (o.takes_value ? " " + o.metavar : "");
       os << "  --" << left << std::string(width - left.size() + 2, ' ') << o.help << '\n';
     }
     os << "  -h, --help" << std::string(width > 6 ? width - 6 : 0, ' ') << "show this help\n";
   }
-  if (!spec.description.empty()) os << '\n' << spec.description << '\n';
+  if (!syntax.description.empty()) os << '\n' << syntax.description << '\n';
   return os.str();
 }
 

@@ -3,9 +3,9 @@
 // Each subcommand declares its options and how many positional arguments it
 // takes; `parse_args` checks a command line against that declaration:
 //
-//   const CommandSpec spec{.name = "validate", .positional = "FILE...",
+//   const CommandSyntax syntax{.name = "validate", .positional = "FILE...",
 //                          .min_positional = 1, .options = {{"json", false, "", "..."}}};
-//   ParsedArgs args = parse_args(spec, {"--json", "a.yaml"});
+//   ParsedArgs args = parse_args(syntax, {"--json", "a.yaml"});
 //   args.flag("json");  // true
 //
 // Accepted forms: `--name value`, `--name=value`, `--flag`, `-h`/`--help`,
@@ -31,7 +31,7 @@ class UsageError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-struct OptionSpec {
+struct OptionSyntax {
   std::string name;          // without the leading "--"
   bool takes_value = false;  // false: a flag
   std::string metavar;       // shown in help, e.g. "DIR"
@@ -39,13 +39,13 @@ struct OptionSpec {
   bool required = false;  // parse_args refuses a command line without it
 };
 
-struct CommandSpec {
+struct CommandSyntax {
   std::string name{};
   std::string summary{};     // one line, shown in the command list
   std::string positional{};  // shown in the synopsis, e.g. "FILE..."
   std::size_t min_positional = 0;
   std::size_t max_positional = 0;
-  std::vector<OptionSpec> options{};
+  std::vector<OptionSyntax> options{};
   std::string description{};  // paragraphs after the option list
 };
 
@@ -60,18 +60,18 @@ class ParsedArgs {
   bool flag(const std::string& name) const;
 
  private:
-  friend ParsedArgs parse_args(const CommandSpec&, std::span<const std::string>);
+  friend ParsedArgs parse_args(const CommandSyntax&, std::span<const std::string>);
   std::map<std::string, std::string> values_;
 };
 
-// Parses `args` (the words after the subcommand name) against `spec`.
+// Parses `args` (the words after the subcommand name) against `syntax`.
 // Throws UsageError for an unknown option, a missing option value, a value
 // given to a flag, or a positional count outside the declared range. With
 // `-h`/`--help` anywhere, returns at once with `help` set and nothing checked.
-ParsedArgs parse_args(const CommandSpec& spec, std::span<const std::string> args);
+ParsedArgs parse_args(const CommandSyntax& syntax, std::span<const std::string> args);
 
 // The help text of one subcommand: synopsis, summary, options, description.
-std::string usage_text(const CommandSpec& spec);
+std::string usage_text(const CommandSyntax& syntax);
 
 }  // namespace tessik::cli
 

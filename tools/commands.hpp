@@ -11,7 +11,7 @@
 namespace tessik::cli {
 
 struct Command {
-  CommandSpec spec;
+  CommandSyntax syntax;
   // Returns the exit status; may throw UsageError (status 2) or any other
   // failure (reported by run_cli, status 1).
   int (*run)(const ParsedArgs& args, const Io& io);
@@ -24,11 +24,11 @@ Command prompt_command();
 Command review_command();
 
 // Options several commands share.
-OptionSpec diff_option();
-OptionSpec builtin_option();
-OptionSpec custom_option();
-OptionSpec shared_option();
-OptionSpec json_option();
+OptionSyntax diff_option();
+OptionSyntax builtin_option();
+OptionSyntax custom_option();
+OptionSyntax shared_option();
+OptionSyntax json_option();
 
 }  // namespace tessik::cli
 
