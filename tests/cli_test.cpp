@@ -1,0 +1,241 @@
+// The command-line tool through its entry point, plus the built binary as a
+// process for what only a process shows (standard input, the exit status).
+#include "cli.hpp"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <tessik/json.hpp>
+
+namespace tessik::cli {
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path kSource = TESSIK_TEST_SOURCE_DIR;
+const std::string kExampleDiff = (kSource / "examples/change.diff").string();
+const std::string kExampleReplies = (kSource / "examples/replies").string();
+
+struct Outcome {
+  int status;
+  std::string out, err;
+};
+
+Outcome run(std::vector<std::string> args, const std::string& input = "") {
+  std::istringstream in(input);
+  std::ostringstream out, err;
+  const int status = run_cli(args, {in, out, err});
+  return {status, out.str(), err.str()};
+}
+
+class TempDir {
+ public:
+  TempDir() {
+    std::string templ = (fs::temp_directory_path() / "tessik-cli-XXXXXX").string();
+    path_ = mkdtemp(templ.data());
+  }
+  ~TempDir() { fs::remove_all(path_); }
+  const fs::path& path() const { return path_; }
+  std::string write(const std::string& name, const std::string& text) const {
+    std::ofstream(path_ / name) << text;
+    return (path_ / name).string();
+  }
+
+ private:
+  fs::path path_;
+};
+
+const char kValidAgent[] =
+    "name: sqlbot\ndisplay_name: SQL Bot\nrole: Reviews SQL\nsystem_prompt: Check the SQL.\n";
+
+TEST(CliUsage, MalformedCommandLinesExitTwo) {
+  const std::vector<std::vector<std::string>> cases = {
+      {},
+      {"frobnicate"},
+      {"list", "--bogus"},
+      {"list", "extra"},
+      {"show"},
+      {"validate"},
+      {"validate", "--json=yes", "a.yaml"},
+      {"prompt"},
+      {"prompt", "--diff"},
+      {"review", "--diff", kExampleDiff},
+  };
+  for (const auto& args : cases) {
+    const Outcome r = run(args);
+    EXPECT_EQ(r.status, EXIT_USAGE) << testing::PrintToString(args);
+    EXPECT_FALSE(r.err.empty()) << testing::PrintToString(args);
+  }
+}
+
+TEST(CliUsage, EverySubcommandHasHelp) {
+  for (const char* command : {"list", "show", "validate", "prompt", "review"}) {
+    const Outcome r = run({command, "--help"});
+    EXPECT_EQ(r.status, EXIT_OK) << command;
+    EXPECT_TRUE(r.out.starts_with(std::string("usage: tessik-agents ") + command)) << r.out;
+  }
+  EXPECT_EQ(run({"--help"}).status, EXIT_OK);
+}
+
+TEST(CliList, CustomAgentOverridesInPlaceAndWarningsFollowTheList) {
+  TempDir custom;
+  custom.write("hesper.yaml", "name: hesper\ndisplay_name: House Security\nrole: r\n");
+  custom.write("sqlbot.yaml", kValidAgent);
+  custom.write("broken.yaml", "name: [unclosed\n");
+  const Outcome r = run({"list", "--custom", custom.path().string()});
+  ASSERT_EQ(r.status, EXIT_OK) << r.err;
+  const std::size_t corvin = r.out.find("\ncorvin "), hesper = r.out.find("\nhesper "),
+                    peregrin = r.out.find("\nperegrin "), sqlbot = r.out.find("\nsqlbot "),
+                    warnings = r.out.find("warnings while loading:");
+  ASSERT_NE(sqlbot, std::string::npos) << r.out;
+  EXPECT_LT(corvin, hesper);
+  EXPECT_LT(hesper, peregrin);
+  EXPECT_LT(sqlbot, warnings);
+  EXPECT_NE(r.out.find("House Security"), std::string::npos);
+  EXPECT_NE(r.out.find("custom, overrides built-in"), std::string::npos);
+  EXPECT_NE(r.out.find("Skipping invalid custom agent", warnings), std::string::npos);
+
+  const Value json = parse_json(run({"list", "--custom", custom.path().string(), "--json"}).out);
+  const Value::Sequence& agents = json.find("agents")->as_sequence();
+  ASSERT_EQ(agents.size(), 5u);
+  EXPECT_EQ(*agents[1].find("overrides_builtin"), Value(true));
+  EXPECT_EQ(*agents[4].find("category"), Value("code-quality"));
+  EXPECT_EQ(json.find("warnings")->as_sequence().size(), 1u);
+}
+
+TEST(CliList, MissingBuiltinDirectoryFails) {
+  const Outcome r = run({"list", "--builtin", "/nonexistent/agents"});
+  EXPECT_EQ(r.status, EXIT_FAILED);
+  EXPECT_NE(r.err.find("/nonexistent/agents"), std::string::npos) << r.err;
+}
+
+TEST(CliShow, PrintsTheFinalPromptOrFailsForAnUnknownName) {
+  const Outcome hesper = run({"show", "hesper"});
+  EXPECT_EQ(hesper.status, EXIT_OK) << hesper.err;
+  EXPECT_NE(hesper.out.find("category:             security"), std::string::npos) << hesper.out;
+  EXPECT_NE(hesper.out.find("Guard Rails"), std::string::npos) << "guard rails not shown";
+
+  const Outcome unknown = run({"show", "nobody"});
+  EXPECT_EQ(unknown.status, EXIT_FAILED);
+  EXPECT_NE(unknown.err.find("corvin"), std::string::npos) << "should list the known agents";
+}
+
+TEST(CliValidate, OneInvalidFileFailsTheRunButEveryFileIsReported) {
+  TempDir dir;
+  const std::string good = dir.write("sqlbot.yaml", kValidAgent);
+  const std::string bad_yaml = dir.write("bad.yaml", "name: [unclosed\n");
+  const std::string no_name = dir.write("noname.md", "---\ndisplay_name: X\n---\nBody\n");
+  const std::string wrong_suffix = dir.write("agent.txt", kValidAgent);
+
+  EXPECT_EQ(run({"validate", good}).status, EXIT_OK);
+  const Outcome r = run({"validate", bad_yaml, good, no_name, wrong_suffix});
+  EXPECT_EQ(r.status, EXIT_FAILED);
+  EXPECT_NE(r.out.find("INVALID  " + bad_yaml + ": YAMLError: "), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("ok       " + good + ": sqlbot (SQL Bot)"), std::string::npos);
+  EXPECT_NE(r.out.find("INVALID  " + no_name + ": "), std::string::npos);
+  EXPECT_NE(r.out.find("INVALID  " + wrong_suffix + ": ValueError: "), std::string::npos);
+
+  const Value json = parse_json(run({"validate", "--json", good, bad_yaml}).out);
+  const Value::Sequence& files = json.find("files")->as_sequence();
+  EXPECT_EQ(*files[0].find("valid"), Value(true));
+  EXPECT_EQ(*files[1].find("error")->find("kind"), Value("YAMLError"));
+}
+
+TEST(CliPrompt, ShowsTheRequestOfOneAgent) {
+  const Outcome r = run({"prompt", "--diff", kExampleDiff, "--agent", "wynn", "--shared",
+                         (kSource / "examples/shared.json").string(), "--json"});
+  ASSERT_EQ(r.status, EXIT_OK) << r.err;
+  const Value json = parse_json(r.out);
+  const Value::Sequence& requests = json.as_sequence();
+  ASSERT_EQ(requests.size(), 1u);
+  const Value& req = requests[0];
+  EXPECT_EQ(req.find("cache_key")->as_string().size(), 16u);
+  EXPECT_EQ(*req.find("tool_path"), Value(false));
+  const Value& diff_block = req.find("system")->as_sequence().at(0);
+  EXPECT_TRUE(diff_block.find("text")->as_string().starts_with(
+      "File: migrations/0008_order_notes.sql\n@@ -0,0 +1,4 @@\n"));
+  EXPECT_NE(diff_block.find("cache_control"), nullptr);
+  const std::string& user = req.find("messages")->as_sequence().at(0).find("content")->as_string();
+  EXPECT_TRUE(user.starts_with("Context from shared analysis:\nLanguages: python, sql\n"));
+}
+
+TEST(CliPrompt, EveryAgentSharesTheCacheKeyAndBadInputFails) {
+  const Outcome r = run({"prompt", "--diff", "-"},
+                        "diff --git a/x b/x\n--- a/x\n+++ b/x\n"
+                        "@@ -1 +1 @@\n-a\n+b\n");
+  ASSERT_EQ(r.status, EXIT_OK) << r.err;
+  EXPECT_NE(r.out.find("=== corvin: plain completion"), std::string::npos);
+  EXPECT_NE(r.out.find("=== wynn: plain completion"), std::string::npos);
+
+  EXPECT_EQ(run({"prompt", "--diff", "-"}, "just some prose\n").status, EXIT_FAILED);
+  EXPECT_EQ(
+      run({"prompt", "--diff", "-", "--agent", "nobody"}, "--- a\n+++ b\n@@ -1 +1 @@\n-a\n+b\n")
+          .status,
+      EXIT_FAILED);
+}
+
+TEST(CliReview, ExampleGivesAllThreeVerdictsAndExitsOneForTheError) {
+  const Outcome r = run({"review", "--diff", kExampleDiff, "--replies", kExampleReplies});
+  EXPECT_EQ(r.status, EXIT_FAILED) << r.err;
+  EXPECT_NE(r.out.find("Reviewed 5 files with 4 agents."), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find("corvin: error max_iterations_no_verdict after 5 iterations"),
+            std::string::npos);
+  EXPECT_NE(r.out.find("hesper: 1 finding"), std::string::npos);
+  EXPECT_NE(r.out.find("peregrin: clean, confidence 0.8"), std::string::npos);
+  EXPECT_NE(r.out.find("wynn: 2 findings"), std::string::npos);
+  EXPECT_NE(r.out.find("shop/orders.py:20  high"), std::string::npos);
+  EXPECT_NE(r.out.find("    | ~~~python\n"), std::string::npos) << "fence not escaped";
+}
+
+TEST(CliReview, ReplyFilesDecideVerdictAndStatus) {
+  TempDir replies;
+  for (const char* agent : {"corvin", "hesper", "wynn", "peregrin"}) {
+    replies.write(std::string(agent) + ".json",
+                  R"({"status": "clean", "summary": "Looked at it.", "confidence": 1})");
+  }
+  const std::vector<std::string> args{
+      "review", "--diff", kExampleDiff, "--replies", replies.path().string(), "--json"};
+  EXPECT_EQ(run(args).status, EXIT_OK);
+
+  // The meta file reaches the reply classifier: a refusal stop reason turns
+  // even a clean reply into an error verdict.
+  replies.write("wynn.meta.json", R"({"stop_reason": "refusal", "iterations_used": 2})");
+  Outcome r = run(args);
+  EXPECT_EQ(r.status, EXIT_FAILED);
+  const Value json = parse_json(r.out);
+  const Value& wynn = json.find("agents")->as_sequence().at(3);
+  EXPECT_EQ(*wynn.find("verdict")->find("error_code"), Value("model_refusal"));
+
+  // An agent without a recorded reply fails on its own; the others still run.
+  fs::remove(replies.path() / "wynn.meta.json");
+  fs::remove(replies.path() / "hesper.json");
+  r = run({"review", "--diff", kExampleDiff, "--replies", replies.path().string()});
+  EXPECT_EQ(r.status, EXIT_FAILED);
+  EXPECT_NE(r.out.find("hesper: failed, FileNotFoundError in ReplayClient.complete"),
+            std::string::npos)
+      << r.out;
+  EXPECT_NE(r.out.find("wynn: clean"), std::string::npos);
+}
+
+// The installed binary: standard input and the process exit status.
+int run_binary(const std::string& args) {
+  const std::string command = std::string(TESSIK_AGENTS_TOOL) + " " + args + " >/dev/null 2>&1";
+  const int raw = std::system(command.c_str());
+  return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+}
+
+TEST(CliProcess, ExitStatusesReachTheShell) {
+  EXPECT_EQ(run_binary("review --diff - --replies " + kExampleReplies + " < " + kExampleDiff), 1);
+  EXPECT_EQ(run_binary("prompt --diff - --agent hesper < " + kExampleDiff), 0);
+  EXPECT_EQ(run_binary("validate"), 2);
+}
+
+}  // namespace
+}  // namespace tessik::cli
