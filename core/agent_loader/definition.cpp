@@ -5,6 +5,7 @@
 
 #include "../errors.hpp"
 #include "../text.hpp"
+#include "conversion_context.hpp"
 
 namespace tessik::detail {
 namespace {
@@ -13,25 +14,6 @@ namespace {
 // ours to word.
 std::string in_source(std::string_view source) {
   return source.empty() ? std::string() : " in " + std::string(source);
-}
-
-// Runs one key's conversion; a failure is rethrown as the same kind with the
-// key and the source in front of its message, so that a skipped file's
-// warning tells its author what to fix.
-template <class Convert>
-auto convert_key(const char* key, std::string_view source, Convert&& convert) {
-  const auto context = [&](const Error& e) {
-    return "Agent definition key '" + std::string(key) + "'" + in_source(source) + ": " + e.what();
-  };
-  try {
-    return convert();
-  } catch (const OverflowError& e) {
-    throw OverflowError(context(e));
-  } catch (const TypeError& e) {
-    throw TypeError(context(e));
-  } catch (const InvalidValueError& e) {
-    throw InvalidValueError(context(e));
-  }
 }
 
 // A sequence is copied, a string gives its characters, a mapping its keys;
@@ -89,7 +71,9 @@ AgentDefinition dict_to_definition(const Value& data, std::string_view source) {
   const auto read = [&](const char* key, auto absent, auto convert) -> decltype(absent) {
     const Value* v = keys.find(key);
     if (v == nullptr) return absent;
-    return convert_key(key, source, [&] { return decltype(absent)(convert(*v)); });
+    return with_context(
+        [&] { return "Agent definition key '" + std::string(key) + "'" + in_source(source); },
+        [&] { return decltype(absent)(convert(*v)); });
   };
   const auto as_is = [](const Value& v) { return v; };
 

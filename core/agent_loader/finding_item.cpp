@@ -10,6 +10,7 @@
 #include "../diff_parser.hpp"
 #include "../errors.hpp"
 #include "../text.hpp"
+#include "conversion_context.hpp"
 #include "findings.hpp"
 
 namespace tessik::detail {
@@ -22,25 +23,10 @@ Value value_or(const Value::Mapping& item, std::string_view key, Value fallback)
   return value != nullptr ? *value : std::move(fallback);
 }
 
-// Runs `convert` for the item's `key` and rethrows a conversion failure as
-// the same kind with the key in front of its message, so that a reply with
-// many findings points at the value that is wrong.
-template <class Convert>
-auto convert_key(std::string_view key, Convert convert) -> decltype(convert()) {
-  const auto context = [key](const std::exception& e) {
-    return "finding \"" + std::string(key) + "\": " + e.what();
-  };
-  try {
-    return convert();
-  } catch (const OverflowError& e) {
-    throw OverflowError(context(e));
-  } catch (const TypeError& e) {
-    throw TypeError(context(e));
-  } catch (const UnicodeDecodeError& e) {
-    throw UnicodeDecodeError(context(e));
-  } catch (const InvalidValueError& e) {
-    throw InvalidValueError(context(e));
-  }
+// The context a failed conversion of the item's `key` names, so that a reply
+// with many findings points at the value that is wrong.
+auto key_context(std::string_view key) {
+  return [key] { return "finding \"" + std::string(key) + "\""; };
 }
 
 // The stored severity: the item's string "severity", else the agent's
@@ -95,12 +81,12 @@ std::optional<AIReview> parse_finding_item(const Value& item, std::string_view a
 
   // Computed in this order so that, of two bad values, the earlier one is
   // the failure reported.
-  const std::int64_t line_number =
-      convert_key("line_number", [&] { return to_int(value_or(fields, "line_number", 0)); });
+  const std::int64_t line_number = with_context(
+      key_context("line_number"), [&] { return to_int(value_or(fields, "line_number", 0)); });
   Value issue = value_or(fields, "issue", "");
   Value suggestion = value_or(fields, "suggestion", "");
-  const double confidence =
-      convert_key("confidence", [&] { return to_float(value_or(fields, "confidence", 0.7)); });
+  const double confidence = with_context(
+      key_context("confidence"), [&] { return to_float(value_or(fields, "confidence", 0.7)); });
   const Value* raw_category = fields.find("category");
   std::string category = normalise_category(raw_category != nullptr && raw_category->is_string()
                                                 ? std::string_view(raw_category->as_string())
