@@ -2,7 +2,6 @@
 // event parse of the same YAML text (the floor any YAML loader pays).
 #include <benchmark/benchmark.h>
 #include <stdlib.h>
-#include <yaml.h>
 
 #include <filesystem>
 #include <fstream>
@@ -10,6 +9,8 @@
 
 #include <tessik/agent_loader.hpp>
 #include <tessik/logging_channels.hpp>
+
+#include "libyaml_baseline.hpp"
 
 namespace {
 
@@ -91,28 +92,13 @@ void BM_LoadMarkdownDefinition(benchmark::State& state) {
 }
 BENCHMARK(BM_LoadMarkdownDefinition);
 
-// Baseline: every libyaml event of the text, built into nothing.
-void raw_parse(const std::string& text) {
-  yaml_parser_t parser;
-  yaml_parser_initialize(&parser);
-  yaml_parser_set_input_string(&parser, reinterpret_cast<const unsigned char*>(text.data()),
-                               text.size());
-  yaml_event_t event;
-  bool done = false;
-  while (!done && yaml_parser_parse(&parser, &event) != 0) {
-    done = event.type == YAML_STREAM_END_EVENT;
-    yaml_event_delete(&event);
-  }
-  yaml_parser_delete(&parser);
-}
-
 void BM_LibyamlRawParse_Yaml(benchmark::State& state) {
-  for (auto _ : state) raw_parse(kYamlText);
+  for (auto _ : state) tessik_bench::raw_parse(kYamlText);
 }
 BENCHMARK(BM_LibyamlRawParse_Yaml);
 
 void BM_LibyamlRawParse_FrontMatter(benchmark::State& state) {
-  for (auto _ : state) raw_parse(kFrontMatter);
+  for (auto _ : state) tessik_bench::raw_parse(kFrontMatter);
 }
 BENCHMARK(BM_LibyamlRawParse_FrontMatter);
 

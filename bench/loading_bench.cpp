@@ -2,7 +2,6 @@
 // against libyaml's raw parse of the same 1,004 files read from disk.
 #include <benchmark/benchmark.h>
 #include <stdlib.h>
-#include <yaml.h>
 
 #include <filesystem>
 #include <fstream>
@@ -12,6 +11,8 @@
 #include <tessik/agent_loader.hpp>
 #include <tessik/logging_channels.hpp>
 #include <tessik/text.hpp>
+
+#include "libyaml_baseline.hpp"
 
 namespace {
 
@@ -94,17 +95,7 @@ void BM_ReadAndRawParse(benchmark::State& state) {
         const std::size_t end = yaml_part.find("\n---", 4);
         yaml_part = yaml_part.substr(4, end == std::string_view::npos ? 0 : end - 4);
       }
-      yaml_parser_t parser;
-      yaml_parser_initialize(&parser);
-      yaml_parser_set_input_string(
-          &parser, reinterpret_cast<const unsigned char*>(yaml_part.data()), yaml_part.size());
-      yaml_event_t event;
-      bool done = false;
-      while (!done && yaml_parser_parse(&parser, &event) != 0) {
-        done = event.type == YAML_STREAM_END_EVENT;
-        yaml_event_delete(&event);
-      }
-      yaml_parser_delete(&parser);
+      tessik_bench::raw_parse(yaml_part);
     }
   }
   state.counters["files"] = static_cast<double>(paths.size());

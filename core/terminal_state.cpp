@@ -107,11 +107,11 @@ Judgement judge_envelope(Value reply) {
     }
   } else if (state == "clean") {
     if (!non_blank_text(m.find("summary"))) {
-      return invalid_schema("a \"clean\" reply needs a non-blank text \"summary\"");
+      return invalid_schema(R"(a "clean" reply needs a non-blank text "summary")");
     }
     const Value* confidence = m.find("confidence");
     if (!confidence || !confidence->is_number()) {
-      return invalid_schema("a \"clean\" reply needs a numeric \"confidence\"");
+      return invalid_schema(R"(a "clean" reply needs a numeric "confidence")");
     }
   } else {
     const Value* error = m.find("error");
@@ -119,7 +119,7 @@ Judgement judge_envelope(Value reply) {
     if (!error || !error->is_mapping() || !non_blank_text(error->find("code")) || !message ||
         !message->is_string()) {
       return invalid_schema(
-          "an \"error\" reply needs an \"error\" object with a text \"code\" and \"message\"");
+          R"(an "error" reply needs an "error" object with a text "code" and "message")");
     }
   }
   Judgement j;

@@ -1,5 +1,6 @@
 #include "yaml.hpp"
 
+#include <ranges>
 #include <string>
 #include <utility>
 #include <vector>
@@ -105,8 +106,8 @@ class Builder {
       return;
     }
     const Value::Sequence& items = v.as_sequence();
-    for (auto it = items.rbegin(); it != items.rend(); ++it) {
-      merged.insert(merged.end(), it->as_mapping().begin(), it->as_mapping().end());
+    for (const Value& map : items | std::views::reverse) {
+      merged.insert(merged.end(), map.as_mapping().begin(), map.as_mapping().end());
     }
   }
 
@@ -132,7 +133,7 @@ Value load_yaml(std::string_view text) {
   }
   if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
   detail::YamlGraph graph = detail::compose_yaml(text);
-  if (!graph.root) return Value();
+  if (!graph.root) return {};
   return Builder(graph).run();
 }
 

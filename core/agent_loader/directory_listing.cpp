@@ -3,9 +3,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "../errors.hpp"
@@ -20,9 +20,9 @@ struct DirCloser {
 };
 
 [[noreturn]] void throw_listing_error(const std::string& directory, int error_number) {
-  throw FileSystemError(
-      "cannot list directory " + repr(directory) + ": " + std::strerror(error_number),
-      error_number);
+  throw FileSystemError("cannot list directory " + repr(directory) + ": " +
+                            std::generic_category().message(error_number),
+                        error_number);
 }
 
 }  // namespace
@@ -38,7 +38,9 @@ std::vector<std::filesystem::path> list_directory(const std::filesystem::path& d
   std::vector<std::string> names;
   for (;;) {
     errno = 0;
-    const dirent* entry = ::readdir(dir.get());
+    // readdir is safe across threads on distinct streams, and this stream is
+    // this call's own.
+    const dirent* entry = ::readdir(dir.get());  // NOLINT(concurrency-mt-unsafe)
     if (entry == nullptr) {
       if (errno != 0) throw_listing_error(open_as, errno);
       break;

@@ -6,7 +6,7 @@ namespace tessik::detail {
 namespace {
 
 const Regex& front_matter_pattern() {
-  static const Regex pattern("front-matter", "^---\\s*\\n(.*?)\\n---\\s*\\n(.*)",
+  static const Regex pattern("front-matter", R"(^---\s*\n(.*?)\n---\s*\n(.*))",
                              {.anchored = true, .dot_all = true});
   return pattern;
 }
@@ -14,7 +14,7 @@ const Regex& front_matter_pattern() {
 // A line "---" + white space + line end, preceded by a line feed: the only
 // thing that can close a front-matter.
 const Regex& closing_line_pattern() {
-  static const Regex pattern("front-matter closing line", "\\n---\\s*\\n");
+  static const Regex pattern("front-matter closing line", R"(\n---\s*\n)");
   return pattern;
 }
 

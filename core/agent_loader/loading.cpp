@@ -5,9 +5,9 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <optional>
+#include <system_error>
 #include <unordered_map>
 #include <utility>
 
@@ -41,9 +41,9 @@ bool names_directory(const std::string& path) {
   if (::stat(path.c_str(), &info) == 0) return S_ISDIR(info.st_mode);
   const int error_number = errno;
   if (error_number == ENOENT || error_number == ENOTDIR || error_number == ELOOP) return false;
-  throw FileSystemError(
-      "cannot examine custom agents directory " + repr(path) + ": " + std::strerror(error_number),
-      error_number);
+  throw FileSystemError("cannot examine custom agents directory " + repr(path) + ": " +
+                            std::generic_category().message(error_number),
+                        error_number);
 }
 
 std::filesystem::path canonical_directory(const std::string& path) {
@@ -51,9 +51,9 @@ std::filesystem::path canonical_directory(const std::string& path) {
                                                        &std::free);
   if (!resolved) {
     const int error_number = errno;
-    throw FileSystemError(
-        "cannot resolve custom agents directory " + repr(path) + ": " + std::strerror(error_number),
-        error_number);
+    throw FileSystemError("cannot resolve custom agents directory " + repr(path) + ": " +
+                              std::generic_category().message(error_number),
+                          error_number);
   }
   return resolved.get();
 }
@@ -88,10 +88,12 @@ class AgentsByName {
 
 }  // namespace
 
-std::vector<LoadedAgent> load_agents_from_dir(const std::filesystem::path& directory,
-                                              std::shared_ptr<AIClient> client,
-                                              std::int64_t max_tokens, const ParserList& parsers,
-                                              const ReviewerTools& tools) {
+// The client is taken by value, as the public declaration has it, and
+// copied into every agent.
+std::vector<LoadedAgent> load_agents_from_dir(
+    const std::filesystem::path& directory,
+    std::shared_ptr<AIClient> client,  // NOLINT(performance-unnecessary-value-param)
+    std::int64_t max_tokens, const ParserList& parsers, const ReviewerTools& tools) {
   const ParserList& chosen = active_parsers(parsers);
   std::vector<LoadedAgent> agents;
   for (const auto& entry : detail::list_directory(directory)) {
@@ -140,6 +142,7 @@ std::vector<AgentDefinition> load_custom_agents(const std::optional<std::string>
   return definitions;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 std::vector<LoadedAgent> load_all_agents(const AIConfig& config, std::shared_ptr<AIClient> client,
                                          const std::optional<std::string>& builtin_agents_dir,
                                          const ReviewerTools& tools) {

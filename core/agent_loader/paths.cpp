@@ -52,8 +52,10 @@ std::optional<std::filesystem::path> installed_agents_dir() {
   const std::filesystem::path file =
       std::filesystem::canonical(is_program ? "/proc/self/exe" : object->l_name, ec);
   if (ec) return std::nullopt;
-  return existing_directory(file.parent_path() /
-                            (is_program ? TESSIK_AGENTS_FROM_BINDIR : TESSIK_AGENTS_FROM_LIBDIR));
+  // The two relative paths are equal unless the libdir is nested (lib/<triplet>).
+  // NOLINTNEXTLINE(bugprone-branch-clone)
+  const char* relative = is_program ? TESSIK_AGENTS_FROM_BINDIR : TESSIK_AGENTS_FROM_LIBDIR;
+  return existing_directory(file.parent_path() / relative);
 }
 
 // The one place that decides where the built-in agents are: the installed

@@ -113,7 +113,7 @@ void advise_huge_pages(char* data, std::size_t size) {
   const auto start = reinterpret_cast<std::uintptr_t>(data);
   const std::uintptr_t begin = (start + kHugePage - 1) & ~(kHugePage - 1);
   const std::uintptr_t end = (start + size) & ~(kHugePage - 1);
-  if (end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+  if (end > begin) ::madvise(data + (begin - start), end - begin, MADV_HUGEPAGE);
 #else
   (void)data;
   (void)size;
