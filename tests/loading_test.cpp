@@ -5,7 +5,6 @@
 #include <tessik/text.hpp>
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -19,47 +18,14 @@
 #include <vector>
 
 #include "fake_client.hpp"
+#include "temp_dir.hpp"
 
 namespace tessik {
 namespace {
 
 namespace fs = std::filesystem;
 
-// A fresh directory, canonical so that resolved paths compare equal to the
-// paths built from it; removed with everything in it.
-class TempDir {
- public:
-  TempDir() {
-    std::string pattern = (fs::temp_directory_path() / "tessik-loading-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    root_ = fs::canonical(pattern);
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    // A test may lock directories away from itself.
-    fs::permissions(root_ / "locked", fs::perms::owner_all, ignored);
-    fs::permissions(root_ / "locked/custom", fs::perms::owner_all, ignored);
-    fs::remove_all(root_, ignored);
-  }
-  const fs::path& path() const { return root_; }
-  fs::path operator/(const std::string& rel) const { return root_ / rel; }
-  fs::path write(const std::string& rel, const std::string& text) const {
-    fs::create_directories((root_ / rel).parent_path());
-    std::ofstream(root_ / rel, std::ios::binary) << text;
-    return root_ / rel;
-  }
-  fs::path mkdir(const std::string& rel) const {
-    fs::create_directories(root_ / rel);
-    return root_ / rel;
-  }
-  fs::path link(const fs::path& target, const std::string& rel) const {
-    fs::create_symlink(target, root_ / rel);
-    return root_ / rel;
-  }
-
- private:
-  fs::path root_;
-};
+using testing::TempDir;
 
 std::string yaml(const std::string& name, const std::string& role = "", bool enabled = true) {
   std::string text = "name: " + name + "\n";
@@ -382,6 +348,8 @@ TEST_F(LoadingTest, UnlistableDirectoriesFail) {
                FileSystemError);
   fs::permissions(tmp_ / "locked", fs::perms::none);  // cannot even be examined
   EXPECT_THROW(load_custom_agents(custom.string()), FileSystemError);
+  fs::permissions(tmp_ / "locked", fs::perms::owner_all);  // so that it can be removed
+  fs::permissions(custom, fs::perms::owner_all);
 }
 
 // ---- the link-escape check -----------------------------------------------
