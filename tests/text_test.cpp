@@ -6,7 +6,6 @@
 #include <cmath>
 #include <cstdint>
 #include <filesystem>
-#include <fstream>
 #include <limits>
 #include <string>
 
@@ -14,6 +13,8 @@
 
 #include <tessik/errors.hpp>
 #include <tessik/text.hpp>
+
+#include "temp_dir.hpp"
 
 namespace tessik {
 namespace {
@@ -50,10 +51,7 @@ TEST(ToInt, ConvertsOrFailsWithTheRightKind) {
       {"true is one", Value(true), 1, Fails::none},
       {"false is zero", Value(false), 0, Fails::none},
       {"blanks around digits", Value(" 42 "), 42, Fails::none},
-      {"unicode blanks around digits",
-       Value("\u3000"
-             "7\u00a0"),
-       7, Fails::none},
+      {"unicode blanks around digits", Value("\u3000" + std::string("7\u00a0")), 7, Fails::none},
       {"explicit plus", Value("+7"), 7, Fails::none},
       {"single underscores", Value("1_000"), 1000, Fails::none},
       {"int64 min", Value("-9223372036854775808"), INT64_MIN, Fails::none},
@@ -64,11 +62,7 @@ TEST(ToInt, ConvertsOrFailsWithTheRightKind) {
       {"double underscore refused", Value("1__0"), 0, Fails::invalid},
       {"leading underscore refused", Value("_1"), 0, Fails::invalid},
       {"sign alone refused", Value("-"), 0, Fails::invalid},
-      {"NUL inside refused",
-       Value(std::string("4\0"
-                         "2",
-                         3)),
-       0, Fails::invalid},
+      {"NUL inside refused", Value(std::string("4\0002", 3)), 0, Fails::invalid},  // octal NUL
       {"NaN is invalid", Value(kNaN), 0, Fails::invalid},
       {"infinity overflows", Value(kInf), 0, Fails::overflow},
       {"huge float overflows", Value(1e19), 0, Fails::overflow},
@@ -221,18 +215,9 @@ TEST(CaseMapping, LowerAndTitle) {
   };
   for (const Case& c : titles) EXPECT_EQ(title(c.input), c.expected) << c.input;
   EXPECT_EQ(lower("HIGH \u0130\u03a3"), "high i\u0307\u03c2");
-  EXPECT_EQ(lower(std::string("A\xff"
-                              "B",
-                              3)),
-            std::string("a\xff"
-                        "b",
-                        3));
-  EXPECT_EQ(title(std::string("a\xff"
-                              "b",
-                              3)),
-            std::string("A\xff"
-                        "B",
-                        3));
+  // Invalid UTF-8 (octal 377 is the byte 0xFF) passes through.
+  EXPECT_EQ(lower("A\377B"), "a\377b");
+  EXPECT_EQ(title("a\377b"), "A\377B");
 }
 
 TEST(CodePoints, CountAndCut) {
@@ -258,48 +243,55 @@ TEST(PathText, TidiesLexically) {
   for (const Case& c : cases) EXPECT_EQ(path_text(c.input), c.expected) << c.input;
 }
 
-class ReadTextFile : public ::testing::Test {
- protected:
-  void SetUp() override {
-    dir_ = std::filesystem::temp_directory_path() /
-           ("tessik-text-" + std::to_string(::getpid()) + "-" +
-            ::testing::UnitTest::GetInstance()->current_test_info()->name());
-    std::filesystem::create_directories(dir_);
-  }
-  void TearDown() override {
-    std::filesystem::permissions(dir_, std::filesystem::perms::owner_all);
-    std::filesystem::remove_all(dir_);
-  }
-  std::filesystem::path write(const std::string& name, const std::string& bytes) {
-    std::ofstream(dir_ / name, std::ios::binary) << bytes;
-    return dir_ / name;
-  }
-  std::filesystem::path dir_;
-};
-
-TEST_F(ReadTextFile, NormalisesLineEnds) {
-  EXPECT_EQ(read_text_file(write("a.md", "a\r\nb\rc\n\r\n")), "a\nb\nc\n\n");
+TEST(ReadTextFile, KeepsEveryByteButNormalisesLineEnds) {
+  const testing::TempDir tmp;
+  const std::string bom_and_nul = "\xef\xbb\xbf" + std::string("a\0b", 3);
+  EXPECT_EQ(read_text_file(tmp.write("a.md", "a\r\nb\rc\n\r\n")), "a\nb\nc\n\n");
+  EXPECT_EQ(read_text_file(tmp.write("bom.md", bom_and_nul)), bom_and_nul);
+  EXPECT_EQ(read_text_file(tmp.write("fits.md", std::string(10, 'x')), 10).size(), 10u);
 }
 
-TEST_F(ReadTextFile, FailuresHaveTheirKinds) {
+TEST(ReadTextFile, FailuresHaveTheirKinds) {
+  const testing::TempDir tmp;
+  const std::filesystem::path fifo = tmp / "pipe.md";
+  ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+  const struct {
+    const char* name;
+    std::filesystem::path path;
+    std::size_t max_bytes;
+    std::string_view kind;
+  } cases[] = {
+      {"missing", tmp / "missing.md", kMaxTextFileBytes, "FileNotFoundError"},
+      {"a directory", tmp.path(), kMaxTextFileBytes, "IsADirectoryError"},
+      {"a FIFO is refused without blocking", fifo, kMaxTextFileBytes, "OSError"},
+      {"one byte past the limit", tmp.write("big.md", std::string(11, 'x')), 10, "ValueError"},
+  };
+  for (const auto& c : cases) {
+    try {
+      read_text_file(c.path, c.max_bytes);
+      ADD_FAILURE() << c.name;
+    } catch (const Error& e) {
+      EXPECT_EQ(e.class_name(), c.kind) << c.name;
+    }
+  }
   try {
-    read_text_file(dir_ / "missing.md");
-    FAIL();
+    read_text_file(tmp / "missing.md");
   } catch (const FileSystemError& e) {
-    EXPECT_EQ(e.class_name(), "FileNotFoundError");
     EXPECT_NE(std::string(e.what()).find("[Errno 2] No such file or directory"), std::string::npos);
   }
+  if (::geteuid() == 0) GTEST_SKIP() << "root reads everything";
+  const auto locked = tmp.write("locked.md", "x");
+  std::filesystem::permissions(locked, std::filesystem::perms::none);
   try {
-    read_text_file(dir_);
-    FAIL();
+    read_text_file(locked);
+    ADD_FAILURE() << "read a locked file";
   } catch (const FileSystemError& e) {
-    EXPECT_EQ(e.class_name(), "IsADirectoryError");
+    EXPECT_EQ(e.class_name(), "PermissionError");
   }
-  EXPECT_THROW(read_text_file(write("big.md", std::string(11, 'x')), 10), InvalidValueError);
-  EXPECT_EQ(read_text_file(write("fits.md", std::string(10, 'x')), 10).size(), 10u);
 }
 
-TEST_F(ReadTextFile, InvalidUtf8NamesTheBytePosition) {
+TEST(ReadTextFile, InvalidUtf8NamesTheBytePosition) {
+  const testing::TempDir tmp;
   struct Case {
     const char* name;
     std::string bytes;
@@ -320,38 +312,12 @@ TEST_F(ReadTextFile, InvalidUtf8NamesTheBytePosition) {
   };
   for (const Case& c : cases) {
     try {
-      read_text_file(write("bad.md", c.bytes));
+      read_text_file(tmp.write("bad.md", c.bytes));
       ADD_FAILURE() << c.name;
     } catch (const UnicodeDecodeError& e) {
       EXPECT_STREQ(e.what(), c.message) << c.name;
       EXPECT_EQ(e.class_name(), "UnicodeDecodeError");
     }
-  }
-}
-
-TEST_F(ReadTextFile, KeepsTheByteOrderMarkAndNulBytes) {
-  const std::string text(
-      "\xef\xbb\xbf"
-      "a\0b",
-      6);
-  EXPECT_EQ(read_text_file(write("bom.md", text)), text);
-}
-
-TEST_F(ReadTextFile, RefusesAFifoWithoutBlocking) {
-  const auto p = dir_ / "pipe.md";
-  ASSERT_EQ(::mkfifo(p.c_str(), 0600), 0);
-  EXPECT_THROW(read_text_file(p), FileSystemError);
-}
-
-TEST_F(ReadTextFile, UnreadableFileIsPermissionError) {
-  if (::geteuid() == 0) GTEST_SKIP() << "root reads everything";
-  const auto p = write("locked.md", "x");
-  std::filesystem::permissions(p, std::filesystem::perms::none);
-  try {
-    read_text_file(p);
-    FAIL();
-  } catch (const FileSystemError& e) {
-    EXPECT_EQ(e.class_name(), "PermissionError");
   }
 }
 
