@@ -8,6 +8,7 @@
 #include <tessik/limits.hpp>
 #include <tessik/terminal_state.hpp>
 
+#include "failure.hpp"
 #include "temp_dir.hpp"
 
 namespace tessik {
@@ -20,25 +21,19 @@ TEST(Limits, DefinitionFileSize) {
     return tmp.write("padded.yaml", "name: padded\n#" + std::string(size - 15, 'x') + "\n");
   };
   EXPECT_EQ(load_agent_definition(definition_of_size(limits::kDefinitionFileBytes)).name, "padded");
-  try {
-    load_agent_definition(definition_of_size(limits::kDefinitionFileBytes + 1));
-    FAIL() << "a file past the limit loaded";
-  } catch (const InvalidValueError& e) {
-    EXPECT_EQ(e.class_name(), "ValueError");
-    EXPECT_NE(std::string(e.what()).find(std::to_string(limits::kDefinitionFileBytes)),
-              std::string::npos)
-        << e.what();
-  }
+  const testing::Failure past = testing::failure_of(
+      [&] { load_agent_definition(definition_of_size(limits::kDefinitionFileBytes + 1)); });
+  EXPECT_EQ(past.kind, "ValueError");
+  EXPECT_NE(past.message.find(std::to_string(limits::kDefinitionFileBytes)), std::string::npos)
+      << past.message;
 }
 
 TEST(Limits, ReplySize) {
   // A reply at the limit is parsed (here: found not to be JSON); one byte
   // more is refused unread.
   const auto code = [](const std::string& raw) {
-    return classify_terminal_state({.raw_text = raw})
-        .payload.find("error")
-        ->find("code")
-        ->as_string();
+    const Value payload = classify_terminal_state({.raw_text = raw}).payload;
+    return payload.find("error")->find("code")->as_string();
   };
   const std::string at_limit = "x" + std::string(limits::kReplyBytes - 1, ' ');
   EXPECT_EQ(code(at_limit), "invalid_json");

@@ -17,6 +17,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "failure.hpp"
 #include "fake_client.hpp"
 #include "temp_dir.hpp"
 
@@ -51,17 +52,6 @@ Lines names(const std::vector<T>& items) {
     }
   }
   return out;
-}
-
-// The message of what `action` throws.
-template <class F>
-std::string failure_of(F action) {
-  try {
-    action();
-  } catch (const std::exception& e) {
-    return e.what();
-  }
-  return "(nothing thrown)";
 }
 
 std::string role(const LoadedAgent& agent) { return text_form(agent.definition().role); }
@@ -294,7 +284,7 @@ TEST_F(LoadingTest, CustomEntriesAreCheckedAndSkippedWithExactWarnings) {
   tmp_.write("custom/nested/deep.yaml", yaml("deep"));
 
   const std::string subdir_failure =
-      failure_of([&] { MarkdownAgentParser().parse(custom / "sub.md"); });
+      testing::failure_of([&] { MarkdownAgentParser().parse(custom / "sub.md"); }).message;
 
   // The directory is given untidied: every printed path is tidied, links are
   // not resolved.
@@ -327,7 +317,8 @@ TEST_F(LoadingTest, RelativeDirectoriesStayRelative) {
   // The empty text names the current directory.
   EXPECT_EQ(names(load_all_agents(AIConfig{}, client_, std::string())), Lines{"cwd"});
 
-  const std::string failure = failure_of([] { YAMLAgentParser().parse("custom/bad.yaml"); });
+  const std::string failure =
+      testing::failure_of([] { YAMLAgentParser().parse("custom/bad.yaml"); }).message;
   AgentLog log;
   EXPECT_TRUE(load_custom_agents("./custom/").empty());
   EXPECT_EQ(log.lines(),

@@ -10,6 +10,7 @@
 #include <tessik/logging_channels.hpp>
 #include <tessik/text.hpp>
 
+#include "failure.hpp"
 #include "temp_dir.hpp"
 
 namespace tessik {
@@ -60,16 +61,6 @@ TEST(FrontMatter, BlankRunsStayLinear) {
 
 class DefinitionParsers : public ::testing::Test {
  protected:
-  // Loads `path` and returns the failure's class name and message.
-  static std::pair<std::string, std::string> failure(const fs::path& path) {
-    try {
-      load_agent_definition(path);
-    } catch (const Error& e) {
-      return {std::string(e.class_name()), e.what()};
-    }
-    return {"(loaded)", ""};
-  }
-
   testing::TempDir tmp_;
 };
 
@@ -139,7 +130,7 @@ TEST_F(DefinitionParsers, FailuresKeepTheirKind) {
        tmp_.write("w.yaml", "name: wynn\nsystem_prompt: 3\n"), "TypeError", ""},
   };
   for (const auto& c : cases) {
-    const auto [kind, message] = failure(c.path);
+    const auto [kind, message] = testing::failure_of([&] { load_agent_definition(c.path); });
     EXPECT_EQ(kind, c.kind) << c.name << ": " << message;
     if (!c.message.empty()) {
       EXPECT_EQ(message, c.message) << c.name;
