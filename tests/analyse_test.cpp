@@ -3,12 +3,10 @@
 #include <memory>
 #include <ostream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include <tessik/agent_loader/agent.hpp>
 #include <tessik/errors.hpp>
-#include <tessik/json.hpp>
 #include <tessik/logging_channels.hpp>
 #include <tessik/text.hpp>
 
@@ -51,13 +49,6 @@ AgentVerdict analyse_reply(CompletionResult reply, AgentDefinition def = definit
 std::string raw_line(const std::string& raw) {
   return "[tessik]     [wynn] raw response (" + std::to_string(code_point_count(raw)) +
          " chars, starts: " + repr(first_code_points(raw, 80)) + ")";
-}
-
-TEST(LoadedAgent, HandsOutTheHeldDefinition) {
-  const LoadedAgent agent(definition("corvin"), std::make_shared<ExampleClient>(), 77);
-  const AgentProtocol& runner_view = agent;
-  EXPECT_EQ(runner_view.name(), "corvin");
-  EXPECT_EQ(&runner_view.definition(), &agent.definition());
 }
 
 TEST(Analyse, FindingsReplyParsesEveryItemAndDropsRejectedOnes) {
@@ -193,38 +184,6 @@ TEST(BuildFindingsVerdict, PositionLineShowsTheRawPlacement) {
     EXPECT_EQ(logs.position.messages(),
               std::vector<std::string>{"[pos] agent.finding[0]  agent=wynn  " + c.fields});
   }
-}
-
-TEST(Analyse, ConcurrentAnalysesOnASharedClientMatchSerialOnes) {
-  const Logs quiet;  // and checks that emitting is safe from several threads
-  auto client = std::make_shared<ExampleClient>(/*offers_tools=*/true);
-  client->responder = [](const Value& messages, const std::string& agent) -> CompletionResult {
-    if (agent == "corvin") return {R"({"status": "clean", "summary": "ok", "confidence": 0.5})"};
-    if (agent == "hesper") return {"not json", "max_tokens"};
-    const std::size_t size = to_json(messages).size();
-    return {R"({"status": "findings", "findings": [{"line_number": )" + std::to_string(size) +
-            R"(, "issue": ")" + agent + R"("}]})"};
-  };
-  std::vector<LoadedAgent> agents;
-  for (const char* name : {"corvin", "hesper", "wynn", "custom"}) {
-    agents.emplace_back(definition(name), client, 10,
-                        ReviewerTools{.read_file_tool = testing::FakeTool::named("read")});
-  }
-  const SharedAnalysisResult shared{{"Go"}, {"io"}, "s"};
-  const auto review_all = [&] {
-    std::vector<AgentVerdict> verdicts;
-    for (int i = 0; i < 3; ++i) {
-      const std::vector<FileChange> changes{{"f" + std::to_string(i), std::string(i * 13, 'd')}};
-      for (const LoadedAgent& a : agents) verdicts.push_back(a.analyse(changes, &shared));
-    }
-    return verdicts;
-  };
-  const std::vector<AgentVerdict> serial = review_all();
-  std::vector<std::vector<AgentVerdict>> parallel(4);
-  std::vector<std::thread> threads;
-  for (auto& out : parallel) threads.emplace_back([&out, &review_all] { out = review_all(); });
-  for (std::thread& t : threads) t.join();
-  for (const auto& verdicts : parallel) EXPECT_EQ(verdicts, serial);
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -12,6 +11,8 @@
 
 #include <tessik/agent_loader.hpp>
 #include <tessik/logging_channels.hpp>
+
+#include "fake_client.hpp"
 
 namespace tessik {
 namespace {
@@ -56,20 +57,6 @@ class DeterministicClient final : public AIClient {
   std::atomic<std::int64_t> calls_{0};
 };
 
-class CountingTool final : public ReviewerTool {
- public:
-  explicit CountingTool(std::string name) : name_(std::move(name)) {}
-  Value tool_definition() const override { return Value::Mapping{{"name", name_}}; }
-  Value execute(const Value&) override {
-    uses_.fetch_add(1, std::memory_order_relaxed);
-    return Value("ok");
-  }
-
- private:
-  std::string name_;
-  std::atomic<std::int64_t> uses_{0};
-};
-
 std::vector<std::vector<FileChange>> sample_changes() {
   std::vector<std::vector<FileChange>> out;
   for (int i = 0; i < 4; ++i) {
@@ -92,12 +79,12 @@ std::vector<LoadedAgent> sample_agents(const std::shared_ptr<AIClient>& client,
 }
 
 TEST(Concurrency, EightThreadsMatchOneThread) {
-  const ScopedLogCapture agent_lines(Log::agent, LogLevel::warning);
-  const ScopedLogCapture position_lines(Log::position, LogLevel::warning);
+  // Every level, so that formatting and emitting log lines run in parallel too.
+  const ScopedLogCapture agent_lines(Log::agent);
+  const ScopedLogCapture position_lines(Log::position);
   auto client = std::make_shared<DeterministicClient>();
-  ReviewerTools tools{std::make_shared<CountingTool>("read_file"),
-                      std::make_shared<CountingTool>("read_lines"),
-                      std::make_shared<CountingTool>("find_code")};
+  ReviewerTools tools{testing::FakeTool::named("read_file"), testing::FakeTool::named("read_lines"),
+                      testing::FakeTool::named("find_code")};
   const auto agents = sample_agents(client, tools);
   const auto changes = sample_changes();
   const SharedAnalysisResult shared{{"python", "typescript"}, {"auth"}, "small change"};
@@ -120,14 +107,12 @@ TEST(Concurrency, EightThreadsMatchOneThread) {
       for (int round = 0; round < kRounds; ++round) {
         // Threads walk the work in different orders so that the same and
         // different changes are analysed at the same moment.
-        std::size_t i = 0;
         for (std::size_t a = 0; a < agents.size(); ++a) {
-          const auto& agent = agents[(a + static_cast<std::size_t>(t)) % agents.size()];
-          const std::size_t agent_index = (a + static_cast<std::size_t>(t)) % agents.size();
-          for (std::size_t c = 0; c < changes.size(); ++c, ++i) {
-            const std::size_t base = (agent_index * changes.size() + c) * 2;
-            if (!(agent.analyse(changes[c], nullptr) == expected[base])) ++mismatches;
-            if (!(agent.analyse(changes[c], &shared) == expected[base + 1])) ++mismatches;
+          const std::size_t agent = (a + static_cast<std::size_t>(t)) % agents.size();
+          for (std::size_t c = 0; c < changes.size(); ++c) {
+            const std::size_t base = (agent * changes.size() + c) * 2;
+            if (!(agents[agent].analyse(changes[c], nullptr) == expected[base])) ++mismatches;
+            if (!(agents[agent].analyse(changes[c], &shared) == expected[base + 1])) ++mismatches;
           }
         }
       }

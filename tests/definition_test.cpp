@@ -7,6 +7,8 @@
 #include <tessik/errors.hpp>
 #include <tessik/text.hpp>
 
+#include "failure.hpp"
+
 namespace tessik {
 namespace {
 
@@ -101,17 +103,13 @@ TEST(DefinitionRecord, RejectsBadDataWithTheRightKind) {
       {"data that is a sequence", S{"name"}, "src.md", "TypeError", "mapping"},
   };
   for (const auto& c : cases) {
-    try {
-      detail::dict_to_definition(c.data, c.source);
-      ADD_FAILURE() << c.name << ": no failure";
-    } catch (const Error& e) {
-      EXPECT_EQ(e.class_name(), c.kind) << c.name << ": " << e.what();
-      if (c.message.starts_with('=')) {
-        EXPECT_EQ(e.what(), c.message.substr(1)) << c.name;
-      } else {
-        EXPECT_NE(std::string(e.what()).find(c.message), std::string::npos)
-            << c.name << ": " << e.what();
-      }
+    const auto [kind, message] =
+        testing::failure_of([&] { detail::dict_to_definition(c.data, c.source); });
+    EXPECT_EQ(kind, c.kind) << c.name << ": " << message;
+    if (c.message.starts_with('=')) {
+      EXPECT_EQ(message, c.message.substr(1)) << c.name;
+    } else {
+      EXPECT_NE(message.find(c.message), std::string::npos) << c.name << ": " << message;
     }
   }
 }

@@ -87,6 +87,10 @@ const Case kCases[] = {
      "--- old/a.c\t2024-01-01 10:00:00\n+++ new/a.c\t2024-01-02 10:00:00\n@@ -1 +1 @@\n-x\n+y\n"
      "--- old/b.c\t2024-01-01 10:00:00\n+++ new/b.c\t2024-01-02 10:00:00\n@@ -1 +1 @@\n-p\n+q\n",
      {{"new/a.c", "@@ -1 +1 @@\n-x\n+y"}, {"new/b.c", "@@ -1 +1 @@\n-p\n+q"}}},
+    {"files keep their order in the diff",
+     "diff --git a/z b/z\n--- a/z\n+++ b/z\n@@ -1 +1 @@\n-1\n+2\n"
+     "diff --git a/a b/a\n--- a/a\n+++ b/a\n@@ -1 +1 @@\n-1\n+2\n",
+     {{"z", "@@ -1 +1 @@\n-1\n+2"}, {"a", "@@ -1 +1 @@\n-1\n+2"}}},
     {"empty input has no files", "", {}},
 };
 
@@ -107,15 +111,6 @@ INSTANTIATE_TEST_SUITE_P(Cases, SplitUnifiedDiff, testing::ValuesIn(kCases),
                            }
                            return name;
                          });
-
-TEST(SplitUnifiedDiff, KeepsFilesInDiffOrder) {
-  const auto changes = split_unified_diff(
-      "diff --git a/z b/z\n--- a/z\n+++ b/z\n@@ -1 +1 @@\n-1\n+2\n"
-      "diff --git a/a b/a\n--- a/a\n+++ b/a\n@@ -1 +1 @@\n-1\n+2\n");
-  ASSERT_EQ(changes.size(), 2u);
-  EXPECT_EQ(changes[0].file_path, "z");
-  EXPECT_EQ(changes[1].file_path, "a");
-}
 
 TEST(SplitUnifiedDiff, RefusesMalformedHunks) {
   const char* malformed[] = {

@@ -1,14 +1,13 @@
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 #include <tessik/agent_loader/guard_rails.hpp>
-#include <tessik/agent_loader/paths.hpp>
 #include <tessik/logging_channels.hpp>
 #include <tessik/text.hpp>
 #include <vector>
+
+#include "temp_dir.hpp"
 
 namespace tessik {
 namespace {
@@ -27,17 +26,7 @@ const std::string BLOCK = "<!-- ANTI-PATTERNS\n- a\n-->";
 
 class GuardRails : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string tmpl = (fs::temp_directory_path() / "tessik-guard-rails-XXXXXX").string();
-    ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
-    dir_ = tmpl;
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
-  fs::path document(const std::string& bytes) {
-    std::ofstream(dir_ / "guard_rails.md", std::ios::binary | std::ios::trunc) << bytes;
-    return dir_ / "guard_rails.md";
-  }
+  fs::path document(const std::string& bytes) { return tmp_.write("guard_rails.md", bytes); }
 
   // The merge, and the warnings it logged.
   static std::pair<std::string, std::vector<std::string>> merge(std::string_view prompt,
@@ -47,7 +36,7 @@ class GuardRails : public ::testing::Test {
     return {merged, capture.messages()};
   }
 
-  fs::path dir_;
+  testing::TempDir tmp_;
 };
 
 TEST_F(GuardRails, MergesTheAgentBlock) {
@@ -105,10 +94,10 @@ TEST_F(GuardRails, MergesTheAgentBlock) {
 }
 
 TEST_F(GuardRails, UnusableDocumentLeavesThePromptAlone) {
-  fs::create_directory(dir_ / "dir");
-  fs::create_symlink(dir_ / "nowhere", dir_ / "dangling");
-  fs::create_symlink(dir_ / "loop", dir_ / "loop");
-  std::ofstream(dir_ / "latin1", std::ios::binary) << "# Guard Rails\xFF\n";
+  fs::create_directory(tmp_ / "dir");
+  fs::create_symlink(tmp_ / "nowhere", tmp_ / "dangling");
+  fs::create_symlink(tmp_ / "loop", tmp_ / "loop");
+  tmp_.write("latin1", "# Guard Rails\xFF\n");
   const auto missing = [](const fs::path& p) {
     return "[tessik]     guard_rails.md missing at " + path_text(p) +
            " — reviewer prompts will not include guard rails";
@@ -118,13 +107,13 @@ TEST_F(GuardRails, UnusableDocumentLeavesThePromptAlone) {
     fs::path path;
     std::string warning_start;  // the whole warning, or its start up to the description
   } cases[] = {
-      {"absent", dir_ / "absent.md", missing(dir_ / "absent.md")},
-      {"a dangling link is absent", dir_ / "dangling", missing(dir_ / "dangling")},
-      {"a link loop is absent", dir_ / "loop", missing(dir_ / "loop")},
-      {"below a regular file is absent", dir_ / "latin1" / "x", missing(dir_ / "latin1" / "x")},
-      {"not UTF-8", dir_ / "latin1",
+      {"absent", tmp_ / "absent.md", missing(tmp_ / "absent.md")},
+      {"a dangling link is absent", tmp_ / "dangling", missing(tmp_ / "dangling")},
+      {"a link loop is absent", tmp_ / "loop", missing(tmp_ / "loop")},
+      {"below a regular file is absent", tmp_ / "latin1" / "x", missing(tmp_ / "latin1" / "x")},
+      {"not UTF-8", tmp_ / "latin1",
        "[tessik]     failed to read guard_rails.md (UnicodeDecodeError): "},
-      {"a directory", dir_ / "dir",
+      {"a directory", tmp_ / "dir",
        "[tessik]     failed to read guard_rails.md (IsADirectoryError): "},
   };
   for (const auto& c : cases) {
@@ -148,12 +137,6 @@ TEST_F(GuardRails, UnclosedOpenersStayLinear) {
   std::string prompt;
   for (int i = 0; i < 100'000; ++i) prompt += "<!-- ANTI-PATTERNS\n- a -> b\n";
   EXPECT_EQ(merge(prompt, document(D)).first, D + "\n\n" + prompt);
-}
-
-TEST(GuardRailsPaths, SharedDocumentLiesInTheAgentsDirectory) {
-  EXPECT_EQ(detail::agents_dir(),
-            fs::weakly_canonical(fs::path(TESSIK_TEST_SOURCE_DIR) / "agents"));
-  EXPECT_EQ(detail::shared_guard_rails_path(), detail::agents_dir() / "_shared" / "guard_rails.md");
 }
 
 }  // namespace

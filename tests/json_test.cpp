@@ -8,6 +8,8 @@
 #include <tessik/json.hpp>
 #include <tessik/text.hpp>
 
+#include "failure.hpp"
+
 namespace tessik {
 namespace {
 
@@ -17,23 +19,20 @@ TEST(ParseJson, KeepsOrderAndTakesTheLastDuplicate) {
   EXPECT_EQ(repr(v), "{'b': 3, 'a': [True, None, 2.5, 'x']}");
 }
 
+// "ValueError: <message>" when `text` is refused, "" when it parses.
+std::string refusal(const std::string& text) {
+  const testing::Failure f = testing::failure_of([&] { parse_json(text); });
+  return f.kind.empty() ? "" : f.kind + ": " + f.message;
+}
+
 TEST(ParseJson, NumbersKeepTheirKinds) {
   EXPECT_TRUE(parse_json("1").is_int());
   EXPECT_TRUE(parse_json("1.0").is_float());
   EXPECT_EQ(parse_json("-9223372036854775808").as_int(), INT64_MIN);
   EXPECT_TRUE(parse_json("9223372036854775808").is_float());
-  try {
-    parse_json(std::string("1\0", 2));
-    ADD_FAILURE() << "a NUL after a complete value is refused";
-  } catch (const InvalidValueError& e) {
-    EXPECT_STREQ(e.what(), "malformed JSON: NUL byte at byte 2");
-  }
-  try {
-    parse_json("[1e400]");
-    ADD_FAILURE() << "a number beyond the double range is refused";
-  } catch (const InvalidValueError& e) {
-    EXPECT_STREQ(e.what(), "malformed JSON: number overflow parsing '1e400' at byte 6");
-  }
+  EXPECT_EQ(refusal(std::string("1\0", 2)), "ValueError: malformed JSON: NUL byte at byte 2");
+  EXPECT_EQ(refusal("[1e400]"),
+            "ValueError: malformed JSON: number overflow parsing '1e400' at byte 6");
 }
 
 TEST(ParseJson, MalformedTextIsAnInvalidValueWithItsPosition) {
@@ -47,13 +46,9 @@ TEST(ParseJson, MalformedTextIsAnInvalidValueWithItsPosition) {
       {"two values", "1 2"},         {"NUL inside the value", std::string("[1,\0 2]", 7)},
   };
   for (const Case& c : cases) {
-    try {
-      parse_json(c.text);
-      ADD_FAILURE() << c.name;
-    } catch (const InvalidValueError& e) {
-      EXPECT_EQ(std::string(e.what()).rfind("malformed JSON: ", 0), 0u) << c.name << e.what();
-      EXPECT_NE(std::string(e.what()).find("line 1, column"), std::string::npos) << c.name;
-    }
+    const std::string r = refusal(c.text);
+    EXPECT_TRUE(r.starts_with("ValueError: malformed JSON: ")) << c.name << ": " << r;
+    EXPECT_NE(r.find("line 1, column"), std::string::npos) << c.name << ": " << r;
   }
 }
 
@@ -61,14 +56,9 @@ TEST(ParseJson, NestingLimit) {
   const auto nested = [](std::size_t depth) {
     return std::string(depth, '[') + std::string(depth, ']');
   };
-  EXPECT_NO_THROW(parse_json(nested(kJsonMaxDepth)));
-  try {
-    parse_json(nested(kJsonMaxDepth + 1));
-    FAIL();
-  } catch (const InvalidValueError& e) {
-    EXPECT_STREQ(e.what(), "JSON nesting deeper than 512 levels");
-  }
-  EXPECT_THROW(parse_json(nested(1000000)), InvalidValueError);
+  EXPECT_EQ(refusal(nested(kJsonMaxDepth)), "");
+  EXPECT_EQ(refusal(nested(kJsonMaxDepth + 1)), "ValueError: JSON nesting deeper than 512 levels");
+  EXPECT_TRUE(refusal(nested(1000000)).starts_with("ValueError: "));
 }
 
 TEST(ToJson, RoundTripsAndSpellsEdgeValues) {

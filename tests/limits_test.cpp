@@ -1,9 +1,5 @@
 // The input limits at their value and just past it, with the failure kind
 // and message a user sees.
-#include <unistd.h>
-
-#include <filesystem>
-#include <fstream>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -12,57 +8,36 @@
 #include <tessik/limits.hpp>
 #include <tessik/terminal_state.hpp>
 
+#include "failure.hpp"
+#include "temp_dir.hpp"
+
 namespace tessik {
 namespace {
 
-namespace fs = std::filesystem;
-
-class Limits : public ::testing::Test {
- protected:
-  void SetUp() override {
-    dir_ = fs::temp_directory_path() / ("tessik-limits-" + std::to_string(::getpid()));
-    fs::create_directories(dir_);
-  }
-  void TearDown() override { fs::remove_all(dir_); }
+TEST(Limits, DefinitionFileSize) {
+  const testing::TempDir tmp;
   // A valid YAML definition padded with a comment to exactly `size` bytes.
-  fs::path definition_of_size(std::size_t size) {
-    const std::string head = "name: padded\n#";
-    std::string text = head + std::string(size - head.size() - 1, 'x') + "\n";
-    const fs::path p = dir_ / "padded.yaml";
-    std::ofstream(p, std::ios::binary) << text;
-    return p;
-  }
-  fs::path dir_;
-};
-
-TEST_F(Limits, DefinitionFileSize) {
+  const auto definition_of_size = [&](std::size_t size) {
+    return tmp.write("padded.yaml", "name: padded\n#" + std::string(size - 15, 'x') + "\n");
+  };
   EXPECT_EQ(load_agent_definition(definition_of_size(limits::kDefinitionFileBytes)).name, "padded");
-  const fs::path p = definition_of_size(limits::kDefinitionFileBytes + 1);
-  try {
-    load_agent_definition(p);
-    FAIL() << "a file past the limit loaded";
-  } catch (const InvalidValueError& e) {
-    EXPECT_EQ(e.class_name(), "ValueError");
-    EXPECT_NE(std::string(e.what()).find(std::to_string(limits::kDefinitionFileBytes)),
-              std::string::npos)
-        << e.what();
-  }
+  const testing::Failure past = testing::failure_of(
+      [&] { load_agent_definition(definition_of_size(limits::kDefinitionFileBytes + 1)); });
+  EXPECT_EQ(past.kind, "ValueError");
+  EXPECT_NE(past.message.find(std::to_string(limits::kDefinitionFileBytes)), std::string::npos)
+      << past.message;
 }
 
-TEST_F(Limits, ReplySize) {
+TEST(Limits, ReplySize) {
   // A reply at the limit is parsed (here: found not to be JSON); one byte
   // more is refused unread.
-  const std::string at_limit(limits::kReplyBytes, ' ');
-  const std::string at_limit_reply = "x" + at_limit.substr(1);
-  EXPECT_EQ(classify_terminal_state({.raw_text = at_limit_reply})
-                .payload.find("error")
-                ->find("code")
-                ->as_string(),
-            "invalid_json");
-  const std::string past = at_limit_reply + "x";
-  EXPECT_EQ(
-      classify_terminal_state({.raw_text = past}).payload.find("error")->find("code")->as_string(),
-      "response_too_large");
+  const auto code = [](const std::string& raw) {
+    const Value payload = classify_terminal_state({.raw_text = raw}).payload;
+    return payload.find("error")->find("code")->as_string();
+  };
+  const std::string at_limit = "x" + std::string(limits::kReplyBytes - 1, ' ');
+  EXPECT_EQ(code(at_limit), "invalid_json");
+  EXPECT_EQ(code(at_limit + "x"), "response_too_large");
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 #include <tessik/text.hpp>
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -18,48 +17,16 @@
 #include <type_traits>
 #include <vector>
 
+#include "failure.hpp"
 #include "fake_client.hpp"
+#include "temp_dir.hpp"
 
 namespace tessik {
 namespace {
 
 namespace fs = std::filesystem;
 
-// A fresh directory, canonical so that resolved paths compare equal to the
-// paths built from it; removed with everything in it.
-class TempDir {
- public:
-  TempDir() {
-    std::string pattern = (fs::temp_directory_path() / "tessik-loading-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    root_ = fs::canonical(pattern);
-  }
-  ~TempDir() {
-    std::error_code ignored;
-    // A test may lock directories away from itself.
-    fs::permissions(root_ / "locked", fs::perms::owner_all, ignored);
-    fs::permissions(root_ / "locked/custom", fs::perms::owner_all, ignored);
-    fs::remove_all(root_, ignored);
-  }
-  const fs::path& path() const { return root_; }
-  fs::path operator/(const std::string& rel) const { return root_ / rel; }
-  fs::path write(const std::string& rel, const std::string& text) const {
-    fs::create_directories((root_ / rel).parent_path());
-    std::ofstream(root_ / rel, std::ios::binary) << text;
-    return root_ / rel;
-  }
-  fs::path mkdir(const std::string& rel) const {
-    fs::create_directories(root_ / rel);
-    return root_ / rel;
-  }
-  fs::path link(const fs::path& target, const std::string& rel) const {
-    fs::create_symlink(target, root_ / rel);
-    return root_ / rel;
-  }
-
- private:
-  fs::path root_;
-};
+using testing::TempDir;
 
 std::string yaml(const std::string& name, const std::string& role = "", bool enabled = true) {
   std::string text = "name: " + name + "\n";
@@ -85,17 +52,6 @@ Lines names(const std::vector<T>& items) {
     }
   }
   return out;
-}
-
-// The message of what `action` throws.
-template <class F>
-std::string failure_of(F action) {
-  try {
-    action();
-  } catch (const std::exception& e) {
-    return e.what();
-  }
-  return "(nothing thrown)";
 }
 
 std::string role(const LoadedAgent& agent) { return text_form(agent.definition().role); }
@@ -137,7 +93,6 @@ TEST_F(LoadingTest, EntriesLoadInByteOrderOfTheirNames) {
     tmp_.write(std::string("builtin/") + file,
                fs::path(file).extension() == ".md" ? markdown("n" + stem) : yaml("n" + stem));
   }
-  tmp_.mkdir("builtin/_shared");
   tmp_.write("builtin/_shared/guard_rails.md", "# not a definition\n");
   tmp_.write("builtin/README.txt", "not a definition\n");
 
@@ -211,18 +166,19 @@ TEST_F(LoadingTest, EveryAgentSharesTheCallersClientTokensAndTools) {
   const ReviewerTools tools{.read_file_tool = testing::FakeTool::named("read_file"),
                             .find_code_tool = testing::FakeTool::named("find_code")};
 
-  const auto with_tools = load_all_agents(config, client_, (tmp_ / "builtin").string(), tools);
-  ASSERT_EQ(names(with_tools), (Lines{"alpha", "beta", "gamma"}));
-  for (const auto& agent : with_tools) {
-    EXPECT_EQ(agent.client(), client_) << agent.name();
-    EXPECT_EQ(agent.max_tokens(), 777) << agent.name();
-    EXPECT_EQ(agent.tools().read_file_tool, tools.read_file_tool) << agent.name();
-    EXPECT_EQ(agent.tools().read_lines_tool, nullptr) << agent.name();
-    EXPECT_EQ(agent.tools().find_code_tool, tools.find_code_tool) << agent.name();
-  }
-  for (const auto& agent : load_all_agents(config, client_, (tmp_ / "builtin").string())) {
-    EXPECT_EQ(agent.tools().read_file_tool, nullptr) << agent.name();
-    EXPECT_EQ(agent.tools().find_code_tool, nullptr) << agent.name();
+  const std::string builtin = (tmp_ / "builtin").string();
+  for (const bool given : {true, false}) {
+    const auto agents = given ? load_all_agents(config, client_, builtin, tools)
+                              : load_all_agents(config, client_, builtin);
+    ASSERT_EQ(names(agents), (Lines{"alpha", "beta", "gamma"}));
+    for (const auto& agent : agents) {
+      SCOPED_TRACE(agent.name() + (given ? " with tools" : " without tools"));
+      EXPECT_EQ(agent.client(), client_);
+      EXPECT_EQ(agent.max_tokens(), 777);
+      EXPECT_EQ(agent.tools().read_file_tool, given ? tools.read_file_tool : nullptr);
+      EXPECT_EQ(agent.tools().read_lines_tool, nullptr);
+      EXPECT_EQ(agent.tools().find_code_tool, given ? tools.find_code_tool : nullptr);
+    }
   }
 }
 
@@ -278,33 +234,27 @@ TEST_F(LoadingTest, UnusableCustomDirectorySettings) {
   const std::string missing = (tmp_ / "missing").string();
   const std::string dangling = tmp_.link(tmp_ / "nowhere", "dangling").string();
 
-  struct Case {
+  const struct {
     const char* name;
     std::optional<std::string> custom_dir;
-    Lines log;
+    bool warns;  // that the configured value, as given, does not exist
+  } cases[] = {
+      {"absent is silent", std::nullopt, false},
+      {"empty text is silent", "", false},
+      {"a missing path warns", missing, true},
+      {"a regular file is not a directory", file, true},
+      {"a dangling link is not a directory", dangling, true},
+      {"the configured value is printed untidied", missing + "//", true},
   };
-  const Case cases[] = {
-      {"absent is silent", std::nullopt, {}},
-      {"empty text is silent", "", {}},
-      {"missing path warns with the configured value",
-       missing,
-       {"WARNING Custom agents directory does not exist: " + missing}},
-      {"a regular file is not a directory",
-       file,
-       {"WARNING Custom agents directory does not exist: " + file}},
-      {"a dangling link is not a directory",
-       dangling,
-       {"WARNING Custom agents directory does not exist: " + dangling}},
-      {"the configured value is printed untidied",
-       missing + "//",
-       {"WARNING Custom agents directory does not exist: " + missing + "//"}},
-  };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     AgentLog log;
     const auto agents = load_all_agents(
         AIConfig{.ai_max_tokens = 1, .custom_agents_dir = c.custom_dir}, client_, dir.string());
     EXPECT_EQ(names(agents), Lines{"alpha"}) << c.name;
-    EXPECT_EQ(log.lines(), c.log) << c.name;
+    EXPECT_EQ(log.lines(),
+              c.warns ? Lines{"WARNING Custom agents directory does not exist: " + *c.custom_dir}
+                      : Lines{})
+        << c.name;
   }
 }
 
@@ -328,7 +278,7 @@ TEST_F(LoadingTest, CustomEntriesAreCheckedAndSkippedWithExactWarnings) {
   tmp_.write("custom/nested/deep.yaml", yaml("deep"));
 
   const std::string subdir_failure =
-      failure_of([&] { MarkdownAgentParser().parse(custom / "sub.md"); });
+      testing::failure_of([&] { MarkdownAgentParser().parse(custom / "sub.md"); }).message;
 
   // The directory is given untidied: every printed path is tidied, links are
   // not resolved.
@@ -361,7 +311,8 @@ TEST_F(LoadingTest, RelativeDirectoriesStayRelative) {
   // The empty text names the current directory.
   EXPECT_EQ(names(load_all_agents(AIConfig{}, client_, std::string())), Lines{"cwd"});
 
-  const std::string failure = failure_of([] { YAMLAgentParser().parse("custom/bad.yaml"); });
+  const std::string failure =
+      testing::failure_of([] { YAMLAgentParser().parse("custom/bad.yaml"); }).message;
   AgentLog log;
   EXPECT_TRUE(load_custom_agents("./custom/").empty());
   EXPECT_EQ(log.lines(),
@@ -382,6 +333,8 @@ TEST_F(LoadingTest, UnlistableDirectoriesFail) {
                FileSystemError);
   fs::permissions(tmp_ / "locked", fs::perms::none);  // cannot even be examined
   EXPECT_THROW(load_custom_agents(custom.string()), FileSystemError);
+  fs::permissions(tmp_ / "locked", fs::perms::owner_all);  // so that it can be removed
+  fs::permissions(custom, fs::perms::owner_all);
 }
 
 // ---- the link-escape check -----------------------------------------------

@@ -1,8 +1,6 @@
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <filesystem>
-#include <fstream>
 #include <optional>
 #include <string>
 #include <tessik/agent_loader/front_matter.hpp>
@@ -11,6 +9,9 @@
 #include <tessik/errors.hpp>
 #include <tessik/logging_channels.hpp>
 #include <tessik/text.hpp>
+
+#include "failure.hpp"
+#include "temp_dir.hpp"
 
 namespace tessik {
 namespace {
@@ -60,29 +61,7 @@ TEST(FrontMatter, BlankRunsStayLinear) {
 
 class DefinitionParsers : public ::testing::Test {
  protected:
-  void SetUp() override {
-    std::string tmpl = (fs::temp_directory_path() / "tessik-parsers-XXXXXX").string();
-    ASSERT_NE(mkdtemp(tmpl.data()), nullptr);
-    dir_ = tmpl;
-  }
-  void TearDown() override { fs::remove_all(dir_); }
-
-  fs::path write(const std::string& name, const std::string& bytes) {
-    std::ofstream(dir_ / name, std::ios::binary) << bytes;
-    return dir_ / name;
-  }
-
-  // Loads `path` and returns the failure's class name and message.
-  static std::pair<std::string, std::string> failure(const fs::path& path) {
-    try {
-      load_agent_definition(path);
-    } catch (const Error& e) {
-      return {std::string(e.class_name()), e.what()};
-    }
-    return {"(loaded)", ""};
-  }
-
-  fs::path dir_;
+  testing::TempDir tmp_;
 };
 
 TEST_F(DefinitionParsers, ClaimsFilesBySuffixAlone) {
@@ -112,18 +91,17 @@ TEST_F(DefinitionParsers, MarkdownBodyIsThePromptOnlyWithoutTheKey) {
        "Do it."},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(load_agent_definition(write("a.md", c.text)).system_prompt, c.expected) << c.name;
+    EXPECT_EQ(load_agent_definition(tmp_.write("a.md", c.text)).system_prompt, c.expected)
+        << c.name;
   }
   const AgentDefinition yaml =
-      load_agent_definition(write("a.yml", "---\nname: r\nenabled: off\n"));
+      load_agent_definition(tmp_.write("a.yml", "---\nname: r\nenabled: off\n"));
   EXPECT_FALSE(yaml.enabled);
 }
 
 TEST_F(DefinitionParsers, FailuresKeepTheirKind) {
-  fs::create_directory(dir_ / "dir.md");
-  const fs::path too_big = write("big.yaml", "name: x\n");
-  fs::resize_file(too_big, MAX_DEFINITION_FILE_BYTES + 1);
-  fs::create_symlink("/dev/zero", dir_ / "zero.md");
+  fs::create_directory(tmp_ / "dir.md");
+  fs::create_symlink("/dev/zero", tmp_ / "zero.md");
   const std::string no_name = "Agent definition missing required 'name' field in ";
   const struct {
     const char* name;
@@ -133,27 +111,26 @@ TEST_F(DefinitionParsers, FailuresKeepTheirKind) {
   } cases[] = {
       {"no parser for an upper-case suffix, path as given", "./a//Reviewer.YAML", "ValueError",
        "No parser for agent definition file: ./a//Reviewer.YAML"},
-      {"a missing .md file is claimed, then fails to read", dir_ / "none.md", "FileNotFoundError",
+      {"a missing .md file is claimed, then fails to read", tmp_ / "none.md", "FileNotFoundError",
        ""},
-      {"a directory named like a definition", dir_ / "dir.md", "IsADirectoryError", ""},
-      {"a device is not read", dir_ / "zero.md", "OSError", ""},
-      {"a file over the size limit", too_big, "ValueError", ""},
-      {"invalid UTF-8", write("bad.yaml", "name: \xFF\n"), "UnicodeDecodeError", ""},
-      {"markdown without front-matter", write("plain.md", "# T\n"), "ValueError",
-       "No YAML front-matter found in " + path_text(dir_ / "plain.md")},
-      {"an empty file is the empty mapping", write("e.yaml", "# only\n"), "ValueError",
-       no_name + path_text(dir_ / "e.yaml")},
-      {"false is the empty mapping", write("f.yaml", "false\n"), "ValueError",
-       no_name + path_text(dir_ / "f.yaml")},
-      {"true is no mapping", write("t.yaml", "true\n"), "TypeError", ""},
-      {"a sequence front-matter is no mapping", write("s.md", "---\n- a\n---\nb\n"), "TypeError",
-       ""},
-      {"two documents", write("two.yaml", "name: a\n---\nname: b\n"), "YAMLError", ""},
-      {"a built-in agent's prompt must be text", write("w.yaml", "name: wynn\nsystem_prompt: 3\n"),
+      {"a directory named like a definition", tmp_ / "dir.md", "IsADirectoryError", ""},
+      {"a device is not read", tmp_ / "zero.md", "OSError", ""},
+      {"invalid UTF-8", tmp_.write("bad.yaml", "name: \xFF\n"), "UnicodeDecodeError", ""},
+      {"markdown without front-matter", tmp_.write("plain.md", "# T\n"), "ValueError",
+       "No YAML front-matter found in " + path_text(tmp_ / "plain.md")},
+      {"an empty file is the empty mapping", tmp_.write("e.yaml", "# only\n"), "ValueError",
+       no_name + path_text(tmp_ / "e.yaml")},
+      {"false is the empty mapping", tmp_.write("f.yaml", "false\n"), "ValueError",
+       no_name + path_text(tmp_ / "f.yaml")},
+      {"true is no mapping", tmp_.write("t.yaml", "true\n"), "TypeError", ""},
+      {"a sequence front-matter is no mapping", tmp_.write("s.md", "---\n- a\n---\nb\n"),
        "TypeError", ""},
+      {"two documents", tmp_.write("two.yaml", "name: a\n---\nname: b\n"), "YAMLError", ""},
+      {"a built-in agent's prompt must be text",
+       tmp_.write("w.yaml", "name: wynn\nsystem_prompt: 3\n"), "TypeError", ""},
   };
   for (const auto& c : cases) {
-    const auto [kind, message] = failure(c.path);
+    const auto [kind, message] = testing::failure_of([&] { load_agent_definition(c.path); });
     EXPECT_EQ(kind, c.kind) << c.name << ": " << message;
     if (!c.message.empty()) {
       EXPECT_EQ(message, c.message) << c.name;
@@ -167,8 +144,9 @@ TEST_F(DefinitionParsers, OnlyBuiltInNamesGetTheGuardRails) {
   // was attempted: it changed the prompt or warned about a missing document.
   const auto load = [&](const std::string& name) {
     ScopedLogCapture capture(Log::agent);
-    Value loaded = load_agent_definition(write("a.md", "---\nname: " + name + "\n---\n" + prompt))
-                       .system_prompt;
+    Value loaded =
+        load_agent_definition(tmp_.write("a.md", "---\nname: " + name + "\n---\n" + prompt))
+            .system_prompt;
     return std::pair{loaded, loaded != Value(prompt) || !capture.messages().empty()};
   };
   const auto [corvin, corvin_merged] = load("corvin");

@@ -1,0 +1,31 @@
+// What an action throws, for tests that check a failure's kind and message.
+#ifndef TESSIK_TESTS_FAILURE_HPP_
+#define TESSIK_TESTS_FAILURE_HPP_
+
+#include <exception>
+#include <string>
+
+#include <tessik/errors.hpp>
+
+namespace tessik::testing {
+
+struct Failure {
+  std::string kind;     // class_name() of this library's errors; "" when nothing was thrown
+  std::string message;  // what()
+};
+
+template <class F>
+Failure failure_of(F&& action) {
+  try {
+    action();
+  } catch (const Error& e) {
+    return {std::string(e.class_name()), e.what()};
+  } catch (const std::exception& e) {
+    return {"std::exception", e.what()};
+  }
+  return {};
+}
+
+}  // namespace tessik::testing
+
+#endif  // TESSIK_TESTS_FAILURE_HPP_
