@@ -1,6 +1,7 @@
 // Integer and floating-point conversion of Values.
-#include <locale.h>
-#include <stdlib.h>
+// newlocale and strtod_l are POSIX extensions, declared by the C headers.
+#include <locale.h>  // NOLINT(modernize-deprecated-headers)
+#include <stdlib.h>  // NOLINT(modernize-deprecated-headers)
 
 #include <charconv>
 #include <cmath>

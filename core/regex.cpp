@@ -18,7 +18,7 @@ std::string pcre2_message(int error_code) {
   PCRE2_UCHAR buffer[256];
   const int n = pcre2_get_error_message(error_code, buffer, sizeof buffer);
   if (n < 0) return "PCRE2 error " + std::to_string(error_code);
-  return std::string(reinterpret_cast<const char*>(buffer), static_cast<std::size_t>(n));
+  return {reinterpret_cast<const char*>(buffer), static_cast<std::size_t>(n)};
 }
 
 struct MatchDataFree {
@@ -77,7 +77,7 @@ std::string_view Regex::Match::group(std::size_t i) const {
 }
 
 Regex::Regex(std::string name, std::string_view pattern, RegexOptions options)
-    : name_(std::move(name)), code_(nullptr) {
+    : name_(std::move(name)) {
   const std::string source = with_white_space_class(pattern);
   std::uint32_t flags = PCRE2_UTF | PCRE2_MATCH_INVALID_UTF | PCRE2_NEVER_BACKSLASH_C;
   if (options.anchored) flags |= PCRE2_ANCHORED;
@@ -146,7 +146,7 @@ std::optional<Regex::Match> Regex::find(std::string_view subject, std::size_t st
   match.subject_ = subject;
   const std::uint32_t pairs = pcre2_get_ovector_count(data.get());
   const PCRE2_SIZE* ovector = pcre2_get_ovector_pointer(data.get());
-  match.offsets_.reserve(2 * pairs);
+  match.offsets_.reserve(std::size_t{2} * pairs);
   for (std::uint32_t i = 0; i < 2 * pairs; ++i) {
     match.offsets_.push_back(ovector[i] == PCRE2_UNSET ? std::string_view::npos : ovector[i]);
   }

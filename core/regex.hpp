@@ -109,7 +109,7 @@ class Regex {
 
  private:
   std::string name_;
-  void* code_;  // pcre2_code_8, kept opaque so that this header needs no pcre2.h
+  void* code_ = nullptr;  // pcre2_code_8, kept opaque so that this header needs no pcre2.h
 };
 
 // Rewrites every "\s" of a PCRE2 pattern into `WHITE_SPACE_CLASS` (its

@@ -371,14 +371,17 @@ bool operator==(const Value& a, const Value& b) {
     auto [x, y] = work.back();
     work.pop_back();
     if (!shallow_equal(*x, *y)) return false;
-    if (x->is_sequence()) {
-      const auto& xs = x->as_sequence();
-      const auto& ys = y->as_sequence();
-      for (std::size_t i = 0; i < xs.size(); ++i) work.emplace_back(&xs[i], &ys[i]);
-    } else if (x->is_mapping()) {
-      const auto& ym = y->as_mapping();
-      for (const auto& [key, value] : x->as_mapping()) {
-        const Value* other = ym.find(key);
+    const auto* xs = std::get_if<Value::Sequence>(&x->data_);
+    const auto* ys = std::get_if<Value::Sequence>(&y->data_);
+    if (xs != nullptr && ys != nullptr) {
+      for (std::size_t i = 0; i < xs->size(); ++i) work.emplace_back(&(*xs)[i], &(*ys)[i]);
+      continue;
+    }
+    const auto* xm = std::get_if<Value::Mapping>(&x->data_);
+    const auto* ym = std::get_if<Value::Mapping>(&y->data_);
+    if (xm != nullptr && ym != nullptr) {
+      for (const auto& [key, value] : *xm) {
+        const Value* other = ym->find(key);
         if (other == nullptr) return false;
         work.emplace_back(&value, other);
       }

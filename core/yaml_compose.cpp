@@ -303,7 +303,8 @@ class Composer {
     node.height = o.child_height + 1;
     node.first_child = static_cast<std::uint32_t>(graph_.children.size());
     node.child_count = static_cast<std::uint32_t>(pending_.size() - o.first_pending);
-    graph_.children.insert(graph_.children.end(), pending_.begin() + o.first_pending,
+    graph_.children.insert(graph_.children.end(),
+                           pending_.begin() + static_cast<std::ptrdiff_t>(o.first_pending),
                            pending_.end());
     pending_.resize(o.first_pending);
     node.nodes = total_nodes_ - o.nodes_before;

@@ -35,7 +35,7 @@ std::string AgentSet::origin(const std::string& name) const {
   return overrides_builtin(name) ? "custom, overrides built-in" : "custom";
 }
 
-AgentSet load_agent_set(const ParsedArgs& args, std::shared_ptr<AIClient> client) {
+AgentSet load_agent_set(const ParsedArgs& args, const std::shared_ptr<AIClient>& client) {
   const std::optional<std::string> builtin = args.value("builtin");
   const AIConfig config{.ai_max_tokens = MAX_TOKENS, .custom_agents_dir = args.value("custom")};
   AgentSet set;

@@ -33,7 +33,7 @@ struct AgentSet {
 
 // Loads the agents named by --builtin and --custom, every agent holding
 // `client`. Throws what loading throws (a missing built-in directory).
-AgentSet load_agent_set(const ParsedArgs& args, std::shared_ptr<AIClient> client);
+AgentSet load_agent_set(const ParsedArgs& args, const std::shared_ptr<AIClient>& client);
 
 // The change given by --diff (a file, or "-" for `in`), split into files.
 // Throws UsageError when --diff is missing, DiffFormatError for a malformed

@@ -57,6 +57,14 @@ Value user_messages(std::string user_content) {
   return messages;
 }
 
+// A ClientError tagged with `call_site`. Call it inside a catch block: the
+// error nests the exception being handled.
+ClientError client_error(const std::string& message, const std::string& call_site) {
+  ClientError error(message);
+  error.set_call_site(call_site);
+  return error;
+}
+
 // Rethrows the exception being handled, tagged with `call_site`. Must be
 // called from inside a catch block: a foreign exception is wrapped in a
 // ClientError built right here, which nests the exception being handled.
@@ -67,13 +75,9 @@ Value user_messages(std::string user_content) {
     e.set_call_site(call_site);
     throw;
   } catch (const std::exception& e) {
-    ClientError wrapped(e.what());
-    wrapped.set_call_site(call_site);
-    throw wrapped;
+    throw client_error(e.what(), call_site);
   } catch (...) {
-    ClientError wrapped("the AI client threw something that is not an exception");
-    wrapped.set_call_site(call_site);
-    throw wrapped;
+    throw client_error("the AI client threw something that is not an exception", call_site);
   }
 }
 

@@ -18,9 +18,9 @@ namespace {
 
 // The value under `key`, or `fallback` when the key is absent. A key present
 // with null yields null.
-Value value_or(const Value::Mapping& item, std::string_view key, Value fallback) {
+Value value_or(const Value::Mapping& item, std::string_view key, const Value& fallback) {
   const Value* value = item.find(key);
-  return value != nullptr ? *value : std::move(fallback);
+  return value != nullptr ? *value : fallback;
 }
 
 // The context a failed conversion of the item's `key` names, so that a reply

@@ -33,7 +33,7 @@ const Regex& next_top_section_pattern() {
 
 // The header line of a block's content, removed with the line feeds after it.
 const Regex& block_header_pattern() {
-  static const Regex pattern("anti-pattern header", "^\\s*ANTI-PATTERNS[-_A-Z]*\\s*\\n",
+  static const Regex pattern("anti-pattern header", R"(^\s*ANTI-PATTERNS[-_A-Z]*\s*\n)",
                              {.anchored = true});
   return pattern;
 }

@@ -73,7 +73,7 @@ std::vector<AIReview> AgentVerdict::slice(std::ptrdiff_t start, std::ptrdiff_t s
   const std::ptrdiff_t first = clamp_bound(start, size);
   const std::ptrdiff_t last = clamp_bound(stop, size);
   if (last <= first) return {};
-  return std::vector<AIReview>(f_.findings.begin() + first, f_.findings.begin() + last);
+  return {f_.findings.begin() + first, f_.findings.begin() + last};
 }
 
 std::ostream& operator<<(std::ostream& os, const AgentVerdict& verdict) {
