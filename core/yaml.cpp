@@ -1,6 +1,5 @@
 #include "yaml.hpp"
 
-#include <ranges>
 #include <string>
 #include <utility>
 #include <vector>
@@ -106,8 +105,10 @@ class Builder {
       return;
     }
     const Value::Sequence& items = v.as_sequence();
-    for (const Value& map : items | std::views::reverse) {
-      merged.insert(merged.end(), map.as_mapping().begin(), map.as_mapping().end());
+    // An explicit reverse loop: clang 14 (the fuzzer build) cannot compile
+    // libstdc++ 12's views::reverse.
+    for (auto it = items.rbegin(); it != items.rend(); ++it) {  // NOLINT(modernize-loop-convert)
+      merged.insert(merged.end(), it->as_mapping().begin(), it->as_mapping().end());
     }
   }
 
