@@ -87,6 +87,9 @@ class FileSystemError : public Error {
  public:
   FileSystemError(const std::string& message, int error_number)
       : Error(message), errno_(error_number) {}
+  // "<what>: <the system's text for error_number>", keeping the errno.
+  static FileSystemError from_errno(const std::string& what, int error_number);
+
   int error_number() const noexcept { return errno_; }
   std::string_view class_name() const noexcept override;
 

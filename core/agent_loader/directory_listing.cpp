@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <memory>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "../errors.hpp"
@@ -20,9 +19,7 @@ struct DirCloser {
 };
 
 [[noreturn]] void throw_listing_error(const std::string& directory, int error_number) {
-  throw FileSystemError("cannot list directory " + repr(directory) + ": " +
-                            std::generic_category().message(error_number),
-                        error_number);
+  throw FileSystemError::from_errno("cannot list directory " + repr(directory), error_number);
 }
 
 }  // namespace

@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <exception>
 #include <optional>
-#include <system_error>
 #include <unordered_map>
 #include <utility>
 
@@ -41,9 +40,8 @@ bool names_directory(const std::string& path) {
   if (::stat(path.c_str(), &info) == 0) return S_ISDIR(info.st_mode);
   const int error_number = errno;
   if (error_number == ENOENT || error_number == ENOTDIR || error_number == ELOOP) return false;
-  throw FileSystemError("cannot examine custom agents directory " + repr(path) + ": " +
-                            std::generic_category().message(error_number),
-                        error_number);
+  throw FileSystemError::from_errno("cannot examine custom agents directory " + repr(path),
+                                    error_number);
 }
 
 std::filesystem::path canonical_directory(const std::string& path) {
@@ -51,9 +49,8 @@ std::filesystem::path canonical_directory(const std::string& path) {
                                                        &std::free);
   if (!resolved) {
     const int error_number = errno;
-    throw FileSystemError("cannot resolve custom agents directory " + repr(path) + ": " +
-                              std::generic_category().message(error_number),
-                          error_number);
+    throw FileSystemError::from_errno("cannot resolve custom agents directory " + repr(path),
+                                      error_number);
   }
   return resolved.get();
 }
