@@ -7,7 +7,8 @@
 #include <vector>
 
 #include <tessik/agent_loader.hpp>
-#include <tessik/json.hpp>
+#include <tessik/agent_loader/execution/detail/request.hpp>
+#include <tessik/foundation/json.hpp>
 #include <tessik/logging_channels.hpp>
 
 namespace {

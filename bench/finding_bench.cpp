@@ -1,32 +1,18 @@
-// Parsing the finding items of a findings reply, 10 to 10,000 items,
-// against parsing the reply's JSON alone.
+// The findings path (the reply parsed, then every item through the finding
+// parser) at 10 to 10,000 items, against parsing the reply's JSON alone.
 #include <benchmark/benchmark.h>
 
 #include <string>
 
 #include <tessik/agent_loader.hpp>
-#include <tessik/json.hpp>
+#include <tessik/agent_loader/findings/detail/finding_item.hpp>
+#include <tessik/foundation/json.hpp>
+
+#include "findings_reply.hpp"
 
 namespace {
 
-// A findings reply of `count` items in the shape the reply contract asks
-// for; every third item carries a code replacement.
-std::string findings_reply(int count) {
-  std::string out = R"j({"status": "findings", "findings": [)j";
-  for (int i = 0; i < count; ++i) {
-    if (i > 0) out += ',';
-    out +=
-        R"j({"file_path": "src/orders/service_)j" + std::to_string(i % 50) +
-        R"j(.py", "line_number": )j" + std::to_string(10 + i) +
-        R"j(, "severity": "medium", "issue": "The loop issues one query per order, so the page cost grows with the order count.", "suggestion": "Load the items of all orders in one query and group them in memory.", "confidence": 0.85, "category": "performance")j";
-    if (i % 3 == 0) {
-      out +=
-          R"j(, "code_replacement": ["    items = load_items(order_ids)", "    for order in orders:"], "replacement_line_count": 2)j";
-    }
-    out += '}';
-  }
-  return out + R"j(], "summary": "Reviewed the order queries."})j";
-}
+using tessik_bench::findings_reply;
 
 void BM_ParseFindingItems(benchmark::State& state) {
   const std::string reply = findings_reply(static_cast<int>(state.range(0)));

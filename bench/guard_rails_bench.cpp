@@ -5,8 +5,10 @@
 #include <string>
 
 #include <tessik/agent_loader.hpp>
+#include <tessik/agent_loader/definitions/detail/guard_rails.hpp>
+#include <tessik/agent_loader/definitions/detail/paths.hpp>
+#include <tessik/foundation/text.hpp>
 #include <tessik/logging_channels.hpp>
-#include <tessik/text.hpp>
 
 namespace {
 

@@ -9,8 +9,9 @@
 #include <vector>
 
 #include <tessik/agent_loader.hpp>
+#include <tessik/agent_loader/definitions/detail/paths.hpp>
+#include <tessik/foundation/text.hpp>
 #include <tessik/logging_channels.hpp>
-#include <tessik/text.hpp>
 
 #include "libyaml_baseline.hpp"
 

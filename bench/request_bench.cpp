@@ -25,8 +25,9 @@
 #include <string>
 #include <vector>
 
-#include <tessik/agent_loader/agent.hpp>
-#include <tessik/agent_loader/request.hpp>
+#include <tessik/agent_loader/execution/detail/request.hpp>
+#include <tessik/agent_loader/execution/detail/terminal_verdict.hpp>
+#include <tessik/agent_loader/execution/loaded_agent.hpp>
 
 // ---- Counting allocator ------------------------------------------------------
 
@@ -135,7 +136,8 @@ void report(benchmark::State& state, std::size_t diff_size, std::size_t peak_ext
 
 void BM_Sha256(benchmark::State& state) {
   const std::string text =
-      tessik::detail::build_diff_text(changes_of_size(static_cast<std::size_t>(state.range(0))));
+      tessik::detail::build_diff_text(changes_of_size(static_cast<std::size_t>(state.range(0))))
+          .text;
   EVP_MD* md = EVP_MD_fetch(nullptr, "SHA256", nullptr);
   std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
   for (auto _ : state) {
@@ -154,7 +156,7 @@ void BM_Sha256(benchmark::State& state) {
 void BM_Assemble(benchmark::State& state) {
   const auto changes = changes_of_size(static_cast<std::size_t>(state.range(0)));
   const auto definition = agent_definition();
-  const std::size_t size = tessik::detail::build_diff_text(changes).size();
+  const std::size_t size = tessik::detail::build_diff_text(changes).text.size();
   for (auto _ : state) {
     auto request = tessik::detail::assemble_request(changes, nullptr, definition);
     benchmark::DoNotOptimize(request);
@@ -167,7 +169,7 @@ void BM_Assemble(benchmark::State& state) {
 
 void BM_Analyse(benchmark::State& state) {
   const auto changes = changes_of_size(static_cast<std::size_t>(state.range(0)));
-  const std::size_t size = tessik::detail::build_diff_text(changes).size();
+  const std::size_t size = tessik::detail::build_diff_text(changes).text.size();
   const tessik::LoadedAgent agent(agent_definition(), std::make_shared<InstantClient>(), 4096);
   const tessik::SharedAnalysisResult shared{{"C++"}, {"memory"}, "A change."};
   for (auto _ : state) {

@@ -1,5 +1,5 @@
-# Installation of the library as a package: headers under include/tessik/
-# (keeping core/'s layout), the library, the built-in agents under
+# Installation of the library as a package: the public headers under
+# include/tessik/ (keeping core/'s layout, without any detail/ folder), the library, the built-in agents under
 # share/tessik_agents/agents, a CMake package (find_package(tessik_agents)
 # giving tessik::agents) and a pkg-config file. The installed tree is
 # relocatable: nothing in it names the prefix it was installed to. Everything
@@ -43,7 +43,8 @@ install(TARGETS tessik_agents EXPORT tessik_agentsTargets
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/core/
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tessik
   COMPONENT tessik_agents
-  FILES_MATCHING PATTERN "*.hpp")
+  FILES_MATCHING PATTERN "*.hpp"
+  PATTERN "detail" EXCLUDE)
 if(EXISTS ${PROJECT_SOURCE_DIR}/agents)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/agents/ DESTINATION ${TESSIK_INSTALL_AGENTSDIR}
     COMPONENT tessik_agents)
@@ -78,7 +79,7 @@ foreach(var IN ITEMS TESSIK_PC_TO_PREFIX TESSIK_PC_TO_LIBDIR TESSIK_PC_TO_INCLUD
   string(REGEX REPLACE "/+$" "" ${var} "${${var}}")
 endforeach()
 if(TESSIK_AGENTS_STATIC)
-  set(TESSIK_PC_REQUIRES_PRIVATE "Requires.private: yaml-0.1 libpcre2-8 libcrypto icu-uc")
+  set(TESSIK_PC_REQUIRES_PRIVATE "Requires.private: yaml-0.1 libpcre2-8 libcrypto icu-uc simdjson")
 else()
   set(TESSIK_PC_REQUIRES_PRIVATE "")
 endif()
@@ -86,3 +87,38 @@ configure_file(${PROJECT_SOURCE_DIR}/cmake/tessik_agents.pc.in
   ${PROJECT_BINARY_DIR}/tessik_agents.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/tessik_agents.pc DESTINATION ${TESSIK_INSTALL_PKGCONFIGDIR}
   COMPONENT tessik_agents)
+
+# The HTTP clients, offered as the package component "clients"
+# (find_package(tessik_agents COMPONENTS clients) gives tessik::clients) and
+# as the pkg-config module tessik_clients. Headers go to include/tessik/clients.
+if(TARGET tessik_clients)
+  set_target_properties(tessik_clients PROPERTIES
+    EXPORT_NAME clients
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+  install(TARGETS tessik_clients EXPORT tessik_clientsTargets
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT tessik_agents
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT tessik_agents
+    RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tessik_agents)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/clients/
+    DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/tessik/clients
+    COMPONENT tessik_agents
+    FILES_MATCHING PATTERN "*.hpp"
+    PATTERN "detail" EXCLUDE)
+  install(EXPORT tessik_clientsTargets
+    NAMESPACE tessik::
+    DESTINATION ${TESSIK_INSTALL_CMAKEDIR}
+    COMPONENT tessik_agents)
+  # libcurl is linked as the shared library the system provides: its own
+  # static dependencies (Requires.private: libcurl would pull them in) are
+  # not needed.
+  if(TESSIK_AGENTS_STATIC)
+    set(TESSIK_CLIENTS_PC_REQUIRES_PRIVATE "Libs.private: -lcurl")
+  else()
+    set(TESSIK_CLIENTS_PC_REQUIRES_PRIVATE "")
+  endif()
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/tessik_clients.pc.in
+    ${PROJECT_BINARY_DIR}/tessik_clients.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/tessik_clients.pc DESTINATION ${TESSIK_INSTALL_PKGCONFIGDIR}
+    COMPONENT tessik_agents)
+endif()

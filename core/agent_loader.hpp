@@ -13,32 +13,38 @@
 //     }
 //   }
 //
-// Loading (loading.hpp) reads the built-in agents that ship with the library
-// and the project's custom agents; each agent's `analyse` (agent.hpp) sends
-// one review request through the caller's client and returns a verdict
-// (verdict.hpp). Definition files and their parsers are in parsers.hpp, the
-// definition record in definition.hpp. Failures are thrown as the kinds of
-// errors.hpp; log lines go to the channels of logging_channels.hpp.
+// The four subsystems each have a folder under agent_loader/:
+//   definitions/  the definition record, the file parsers and directory
+//                 loading (directory_loading.hpp: load_all_agents, ...)
+//   execution/    the runnable agent and its analysis (loaded_agent.hpp)
+//   verdict/      the three-state outcome of one review (agent_verdict.hpp)
+//   findings/     finding normalisation (code_replacement.hpp)
+// The surrounding program's interfaces that the library codes against (the
+// AI client, the reply classifier, the output schema, language detection,
+// the records and the logging channels) sit beside agent_loader/ under their
+// own names; foundation/ holds the value type, failure kinds, text rules,
+// YAML and JSON. Headers under a detail/ folder are internal and are not
+// installed.
 #ifndef TESSIK_AGENT_LOADER_HPP_
 #define TESSIK_AGENT_LOADER_HPP_
 
-#include "agent_loader/agent.hpp"
-#include "agent_loader/const_table.hpp"
-#include "agent_loader/definition.hpp"
-#include "agent_loader/definition_file.hpp"
-#include "agent_loader/findings.hpp"
-#include "agent_loader/front_matter.hpp"
-#include "agent_loader/guard_rails.hpp"
-#include "agent_loader/loading.hpp"
-#include "agent_loader/parsers.hpp"
-#include "agent_loader/paths.hpp"
-#include "agent_loader/request.hpp"
-#include "agent_loader/verdict.hpp"
-#include "ai_client.hpp"
-#include "errors.hpp"
-#include "logging_channels.hpp"
-#include "models.hpp"
-#include "text.hpp"
-#include "value.hpp"
+#include <tessik/agent_loader/definitions/agent_definition.hpp>
+#include <tessik/agent_loader/definitions/directory_loading.hpp>
+#include <tessik/agent_loader/definitions/parsers.hpp>
+#include <tessik/agent_loader/execution/loaded_agent.hpp>
+#include <tessik/agent_loader/findings/code_replacement.hpp>
+#include <tessik/agent_loader/verdict/agent_verdict.hpp>
+#include <tessik/ai_client.hpp>
+#include <tessik/diff_parser.hpp>
+#include <tessik/finding_schema.hpp>
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/json.hpp>
+#include <tessik/foundation/limits.hpp>
+#include <tessik/foundation/text.hpp>
+#include <tessik/foundation/value.hpp>
+#include <tessik/foundation/yaml.hpp>
+#include <tessik/logging_channels.hpp>
+#include <tessik/models.hpp>
+#include <tessik/terminal_state.hpp>
 
 #endif  // TESSIK_AGENT_LOADER_HPP_

@@ -1,4 +1,5 @@
-#include "ai_client.hpp"
+#include <tessik/ai_client.hpp>
+#include <tessik/detail/ai_client.hpp>
 
 #include <cxxabi.h>
 
@@ -8,7 +9,7 @@
 #include <string_view>
 #include <typeinfo>
 
-#include "errors.hpp"
+#include <tessik/foundation/errors.hpp>
 
 namespace tessik {
 

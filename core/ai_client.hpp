@@ -34,7 +34,7 @@
 #include <optional>
 #include <string>
 
-#include "value.hpp"
+#include <tessik/foundation/value.hpp>
 
 namespace tessik {
 
@@ -114,20 +114,6 @@ class AIClient {
   virtual std::string type_name() const;
 };
 
-namespace detail {
-
-// The cache-control marker of a system block that the client may keep in
-// its prompt cache for one hour. Inline, so that it is ready before any
-// static initialiser that includes this header uses it.
-inline const Value CACHE_CONTROL_1H = Value::Mapping{{"type", "ephemeral"}, {"ttl", "1h"}};
-
-// The unqualified name in a demangled C++ type name: namespaces, enclosing
-// classes and template arguments removed ("a::b<c::d>::E<int>" -> "E",
-// "(anonymous namespace)::F" -> "F"). Returns `demangled` unchanged when it
-// holds no name.
-std::string unqualified_type_name(std::string_view demangled);
-
-}  // namespace detail
 }  // namespace tessik
 
 #endif  // TESSIK_AI_CLIENT_HPP_

@@ -1,19 +1,17 @@
-#include "diff_parser.hpp"
+#include <tessik/diff_parser.hpp>
 
-#include <algorithm>
-#include <array>
 #include <string>
 #include <string_view>
-#include <utility>
+
+#include <tessik/foundation/detail/const_table.hpp>
 
 namespace tessik {
 namespace {
 
-using Entry = std::pair<std::string_view, std::string_view>;
+using detail::ConstStringMap;
 
 // Lower-cased file names that say what a file is regardless of extension.
-// Kept sorted by name for binary search.
-constexpr auto kFileNames = std::to_array<Entry>({
+constexpr ConstStringMap kFileNames({
     {".bash_logout", "shell"},    {".bash_profile", "shell"},  {".bashrc", "shell"},
     {".editorconfig", "ini"},     {".profile", "shell"},       {".zprofile", "shell"},
     {".zshenv", "shell"},         {".zshrc", "shell"},         {"brewfile", "ruby"},
@@ -24,9 +22,8 @@ constexpr auto kFileNames = std::to_array<Entry>({
     {"workspace", "starlark"},
 });
 
-// Lower-cased extensions without their dot. Kept sorted by extension for
-// binary search.
-constexpr auto kExtensions = std::to_array<Entry>({
+// Lower-cased extensions without their dot.
+constexpr ConstStringMap kExtensions({
     {"asm", "assembly"},
     {"bash", "shell"},
     {"bat", "batch"},
@@ -153,23 +150,6 @@ constexpr auto kExtensions = std::to_array<Entry>({
     {"zsh", "shell"},
 });
 
-constexpr bool key_less(const Entry& a, const Entry& b) { return a.first < b.first; }
-
-static_assert(std::adjacent_find(kFileNames.begin(), kFileNames.end(),
-                                 [](const Entry& a, const Entry& b) { return !key_less(a, b); }) ==
-                  kFileNames.end(),
-              "kFileNames must be sorted with unique keys");
-static_assert(std::adjacent_find(kExtensions.begin(), kExtensions.end(),
-                                 [](const Entry& a, const Entry& b) { return !key_less(a, b); }) ==
-                  kExtensions.end(),
-              "kExtensions must be sorted with unique keys");
-
-template <std::size_t N>
-std::string_view lookup(const std::array<Entry, N>& table, std::string_view key) {
-  const auto it = std::lower_bound(table.begin(), table.end(), Entry{key, {}}, key_less);
-  return it != table.end() && it->first == key ? it->second : std::string_view();
-}
-
 // File names and extensions in the tables are ASCII, so ASCII case folding
 // is all a comparison needs; other bytes (UTF-8 or not) pass unchanged and
 // simply match nothing.
@@ -192,7 +172,7 @@ std::string detect_language(const Value& file_path) {
   const std::string name =
       ascii_lower(slash == std::string_view::npos ? path : path.substr(slash + 1));
 
-  if (std::string_view language = lookup(kFileNames, name); !language.empty()) {
+  if (std::string_view language = kFileNames.value_or(name, ""); !language.empty()) {
     return std::string(language);
   }
   // "Dockerfile.dev", "Dockerfile.prod", ...: variants of a Dockerfile.
@@ -200,7 +180,8 @@ std::string detect_language(const Value& file_path) {
 
   const std::size_t dot = name.rfind('.');
   if (dot == std::string::npos || dot == 0) return std::string(kUnknown);
-  const std::string_view language = lookup(kExtensions, std::string_view(name).substr(dot + 1));
+  const std::string_view language =
+      kExtensions.value_or(std::string_view(name).substr(dot + 1), "");
   return std::string(language.empty() ? kUnknown : language);
 }
 

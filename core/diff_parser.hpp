@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "value.hpp"
+#include <tessik/foundation/value.hpp>
 
 namespace tessik {
 

@@ -1,4 +1,4 @@
-#include "finding_schema.hpp"
+#include <tessik/finding_schema.hpp>
 
 #include <initializer_list>
 #include <string_view>

@@ -26,7 +26,7 @@
 #ifndef TESSIK_FINDING_SCHEMA_HPP_
 #define TESSIK_FINDING_SCHEMA_HPP_
 
-#include "value.hpp"
+#include <tessik/foundation/value.hpp>
 
 namespace tessik {
 

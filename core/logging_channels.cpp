@@ -1,8 +1,8 @@
-#include "logging_channels.hpp"
+#include <tessik/logging_channels.hpp>
 
 #include <cstdio>
 
-#include "text.hpp"
+#include <tessik/foundation/text.hpp>
 
 namespace tessik {
 namespace {

@@ -40,7 +40,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "value.hpp"
+#include <tessik/foundation/value.hpp>
 
 namespace tessik {
 

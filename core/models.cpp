@@ -1,9 +1,9 @@
-#include "models.hpp"
+#include <tessik/models.hpp>
 
 #include <ostream>
 #include <string_view>
 
-#include "text.hpp"
+#include <tessik/foundation/text.hpp>
 
 namespace tessik {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "value.hpp"
+#include <tessik/foundation/value.hpp>
 
 namespace tessik {
 

@@ -1,12 +1,12 @@
-#include "terminal_state.hpp"
+#include <tessik/terminal_state.hpp>
 
 #include <string>
 #include <string_view>
 #include <utility>
 
-#include "errors.hpp"
-#include "json.hpp"
-#include "text.hpp"
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/json.hpp>
+#include <tessik/foundation/text.hpp>
 
 namespace tessik {
 namespace {

@@ -51,8 +51,8 @@
 #include <string>
 #include <string_view>
 
-#include "limits.hpp"
-#include "value.hpp"
+#include <tessik/foundation/limits.hpp>
+#include <tessik/foundation/value.hpp>
 
 namespace tessik {
 

@@ -4,9 +4,9 @@
 #include <cstdint>
 #include <string>
 
-#include <tessik/errors.hpp>
-#include <tessik/json.hpp>
-#include <tessik/text.hpp>
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/json.hpp>
+#include <tessik/foundation/text.hpp>
 
 #include "fuzz_support.hpp"
 

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include <tessik/agent_loader.hpp>
+#include <tessik/agent_loader/definitions/detail/guard_rails.hpp>
 
 #include "fuzz_support.hpp"
 

@@ -4,7 +4,8 @@
 #include <cstdint>
 
 #include <tessik/agent_loader.hpp>
-#include <tessik/json.hpp>
+#include <tessik/agent_loader/execution/detail/terminal_verdict.hpp>
+#include <tessik/foundation/json.hpp>
 #include <tessik/terminal_state.hpp>
 
 #include "fuzz_support.hpp"

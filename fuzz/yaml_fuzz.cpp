@@ -2,8 +2,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include <tessik/errors.hpp>
-#include <tessik/yaml.hpp>
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/yaml.hpp>
 
 #include "fuzz_support.hpp"
 

@@ -7,7 +7,7 @@ cd "$(dirname "$0")/.."
 seconds="${1:-60}"
 ./scripts/install-deps.sh
 CXX=clang++ cmake -S . -B build-fuzz -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-  -DTESSIK_BUILD_FUZZERS=ON -DTESSIK_BUILD_TESTS=OFF -DTESSIK_BUILD_TOOLS=OFF >/dev/null
+  -DTESSIK_BUILD_FUZZERS=ON -DTESSIK_WERROR=ON -DTESSIK_BUILD_TESTS=OFF -DTESSIK_BUILD_TOOLS=OFF >/dev/null
 cmake --build build-fuzz -j"$(nproc)"
 
 status=0

@@ -6,8 +6,10 @@ set -euo pipefail
 
 packages=(
   build-essential cmake pkg-config git
-  libyaml-dev libpcre2-dev libssl-dev libicu-dev nlohmann-json3-dev
+  libyaml-dev libpcre2-dev libssl-dev libicu-dev nlohmann-json3-dev libsimdjson-dev
+  libcurl4-openssl-dev python3
   libgtest-dev libgmock-dev libbenchmark-dev
+  libgit2-dev
   clang clang-format clang-tidy libclang-rt-dev
 )
 

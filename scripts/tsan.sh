@@ -3,8 +3,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 ./scripts/install-deps.sh
-cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESSIK_TSAN=ON \
+cmake -S . -B build-tsan -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTESSIK_TSAN=ON -DTESSIK_WERROR=ON \
   -DTESSIK_BUILD_TOOLS=OFF >/dev/null
-cmake --build build-tsan -j"$(nproc)" --target tessik_tests
+cmake --build build-tsan -j"$(nproc)" --target tessik_tests tessik_client_tests
 TSAN_OPTIONS=halt_on_error=1:second_deadlock_stack=1 \
   ctest --test-dir build-tsan --output-on-failure -j"$(nproc)" -E '^install'

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include <tessik/json.hpp>
+#include <tessik/foundation/json.hpp>
 
 #include "temp_dir.hpp"
 

@@ -3,9 +3,11 @@
 #include <functional>
 #include <limits>
 #include <string>
-#include <tessik/agent_loader/definition.hpp>
-#include <tessik/errors.hpp>
-#include <tessik/text.hpp>
+
+#include <tessik/agent_loader/definitions/agent_definition.hpp>
+#include <tessik/agent_loader/definitions/detail/dict_to_definition.hpp>
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/text.hpp>
 
 #include "failure.hpp"
 
@@ -14,12 +16,16 @@ namespace {
 
 using M = Value::Mapping;
 using S = Value::Sequence;
+// The text fields are move-assigned from std::string temporaries: assigning
+// a literal inlines std::string's replace path, where GCC 12's optimiser
+// raises a false -Wrestrict (GCC bug 105329).
+using namespace std::string_literals;
 
 // The record of {"name": "a"} with `change` applied. (Assignments, not
 // designated initialisers: GCC 12 warns about the fields they leave out.)
 AgentDefinition with(std::function<void(AgentDefinition&)> change) {
   AgentDefinition def;
-  def.name = "a";
+  def.name = "a"s;
   def.display_name = "A";
   def.role = "";
   def.system_prompt = "";
@@ -34,7 +40,7 @@ TEST(DefinitionRecord, AppliesDefaultsAndConversionsPerKey) {
     AgentDefinition expected;
   } cases[] = {
       {"absent keys take their defaults", M{{"name", "code-quality"}}, with([](auto& d) {
-         d.name = "code-quality";
+         d.name = "code-quality"s;
          d.display_name = "Code-Quality";
        })},
       {"null display name is stored, not defaulted", M{{"name", "a"}, {"display_name", nullptr}},
@@ -58,8 +64,8 @@ TEST(DefinitionRecord, AppliesDefaultsAndConversionsPerKey) {
        })},
       {"text form of expertise and version",
        M{{"name", "a"}, {"expertise", nullptr}, {"version", 2}}, with([](auto& d) {
-         d.expertise = "None";
-         d.version = "2";
+         d.expertise = "None"s;
+         d.version = "2"s;
        })},
       {"enabled null is false, not the default", M{{"name", "a"}, {"enabled", nullptr}},
        with([](auto& d) { d.enabled = false; })},

@@ -6,11 +6,12 @@
 #include <string>
 #include <vector>
 
-#include <tessik/agent_loader/agent.hpp>
-#include <tessik/agent_loader/request.hpp>
-#include <tessik/errors.hpp>
+#include <tessik/agent_loader/execution/detail/request.hpp>
+#include <tessik/agent_loader/execution/detail/terminal_verdict.hpp>
+#include <tessik/agent_loader/execution/loaded_agent.hpp>
 #include <tessik/finding_schema.hpp>
-#include <tessik/text.hpp>
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/text.hpp>
 
 #include "fake_client.hpp"
 
@@ -32,8 +33,7 @@ AgentDefinition definition() {
 }
 
 const detail::ReviewRequest kRequest = detail::assemble_request(kChanges, nullptr, definition());
-const Value kMessages =
-    Value::Sequence{Value::Mapping{{"role", "user"}, {"content", kRequest.user_content}}};
+const Value& kMessages = kRequest.messages;
 
 testing::RecordedCall run(bool offers_tools, const ReviewerTools& tools = {}) {
   auto client = std::make_shared<ExampleClient>(offers_tools, kClean);
@@ -83,6 +83,39 @@ TEST(Dispatch, ToolPathPassesToolsInFixedOrderWithHandlersCapSchemaAndReasoning)
   const ToolCompleteOptions one = *run(true, {.find_code_tool = FakeTool::named("fc")}).tools;
   EXPECT_EQ(one.tools, (Value::Sequence{Value::Mapping{{"name", "fc"}}}));
   EXPECT_EQ(one.tool_handlers.size(), 1u);
+}
+
+TEST(Dispatch, SendsExactlyTheRequestAssembledForTheAgent) {
+  const SharedAnalysisResult shared{{"Go"}, {"auth"}, "s"};
+  for (const bool offers_tools : {false, true}) {
+    for (const bool with_tools : {false, true}) {
+      auto client = std::make_shared<ExampleClient>(offers_tools, kClean);
+      const ReviewerTools tools =
+          with_tools ? ReviewerTools{.read_lines_tool = FakeTool::named("rl")} : ReviewerTools{};
+      const LoadedAgent agent(definition(), client, 4096, tools);
+      const detail::ReviewRequest r = detail::request_for(agent, kChanges, &shared);
+      agent.analyse(kChanges, &shared);
+      const testing::RecordedCall call = client->calls().at(0);
+      const std::string name = std::string(offers_tools ? "offered" : "not offered") +
+                               (with_tools ? ", a tool" : ", no tool");
+      ASSERT_EQ(r.tool_path, offers_tools && with_tools) << name;
+      EXPECT_EQ(call.method, r.tool_path ? "complete_with_tools" : "complete") << name;
+      EXPECT_EQ(call.messages, r.messages) << name;
+      if (r.tool_path) {
+        EXPECT_EQ(call.tools->system, r.system_blocks) << name;
+        EXPECT_EQ(call.tools->tools, r.tools) << name;
+        EXPECT_EQ(call.tools->tool_handlers.size(), r.tool_handlers.size()) << name;
+      } else {
+        EXPECT_EQ(call.plain->system, r.system_blocks) << name;
+        EXPECT_EQ(call.plain->cache_key, r.cache_key) << name;
+        EXPECT_TRUE(r.tools.is_null() && r.tool_handlers.empty()) << name;
+      }
+    }
+  }
+  // Without a client there is no tool path to take; sending then fails.
+  const LoadedAgent orphan(definition(), nullptr, 1, {.read_file_tool = FakeTool::named("rf")});
+  EXPECT_FALSE(detail::request_for(orphan, kChanges, nullptr).tool_path);
+  EXPECT_THROW(orphan.analyse(kChanges), TypeError);
 }
 
 TEST(Dispatch, ToolsReportingOneNameKeepTheLaterHandler) {

@@ -5,7 +5,7 @@
 #include <exception>
 #include <string>
 
-#include <tessik/errors.hpp>
+#include <tessik/foundation/errors.hpp>
 
 namespace tessik::testing {
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <tessik/ai_client.hpp>
+#include <tessik/detail/ai_client.hpp>
 
 namespace tessik::testing {
 

@@ -1,6 +1,9 @@
-#include <tessik/agent_loader/findings.hpp>
-#include <tessik/errors.hpp>
-#include <tessik/text.hpp>
+#include <tessik/agent_loader/findings/code_replacement.hpp>
+#include <tessik/agent_loader/findings/detail/finding_item.hpp>
+#include <tessik/agent_loader/findings/detail/category.hpp>
+#include <tessik/agent_loader/findings/detail/code_replacement.hpp>
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/text.hpp>
 
 #include <gtest/gtest.h>
 

@@ -2,9 +2,9 @@
 
 #include <filesystem>
 #include <string>
-#include <tessik/agent_loader/guard_rails.hpp>
+#include <tessik/agent_loader/definitions/detail/guard_rails.hpp>
 #include <tessik/logging_channels.hpp>
-#include <tessik/text.hpp>
+#include <tessik/foundation/text.hpp>
 #include <vector>
 
 #include "temp_dir.hpp"

@@ -4,9 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include <tessik/errors.hpp>
-#include <tessik/json.hpp>
-#include <tessik/text.hpp>
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/json.hpp>
+#include <tessik/foundation/text.hpp>
 
 #include "failure.hpp"
 
@@ -50,6 +50,85 @@ TEST(ParseJson, MalformedTextIsAnInvalidValueWithItsPosition) {
     EXPECT_TRUE(r.starts_with("ValueError: malformed JSON: ")) << c.name << ": " << r;
     EXPECT_NE(r.find("line 1, column"), std::string::npos) << c.name << ": " << r;
   }
+}
+
+TEST(ParseJson, EdgeTextsKeepTheirValues) {
+  struct Case {
+    const char* name;
+    std::string text;
+    const char* repr;
+  } const cases[] = {
+      {"byte-order mark", "\xEF\xBB\xBF[1]", "[1]"},
+      {"above the unsigned 64-bit range", "18446744073709551616", "1.8446744073709552e+19"},
+      {"below the signed range", "[-9223372036854775809]", "[-9.223372036854776e+18]"},
+      {"thirty digits", "123456789012345678901234567890", "1.2345678901234568e+29"},
+      {"underflow", "1e-400", "0.0"},
+      {"negative zero integer", "-0", "0"},
+      {"negative zero double", "-0.0", "-0.0"},
+      {"surrogate pair", R"("\ud83d\ude00")", "'\xF0\x9F\x98\x80'"},
+      {"escaped NUL", R"("a\u0000b")", "'a\\x00b'"},
+      {"white space around", " \t\r\n{ } \n", "{}"},
+      {"nested repeated key", R"({"a": {"x": 1}, "b": 0, "a": [2]})", "{'a': [2], 'b': 0}"},
+      {"non-ASCII key and value", "{\"\xC3\xA9t\xC3\xA9\": \"\xE2\x82\xAC\"}",
+       "{'\xC3\xA9t\xC3\xA9': '\xE2\x82\xAC'}"},
+  };
+  for (const Case& c : cases) {
+    const testing::Failure f =
+        testing::failure_of([&] { EXPECT_EQ(repr(parse_json(c.text)), c.repr) << c.name; });
+    EXPECT_EQ(f.kind, "") << c.name << ": " << f.message;
+  }
+}
+
+TEST(ParseJson, InvalidTextsNameTheirPosition) {
+  struct Case {
+    const char* name;
+    std::string text;
+  } const cases[] = {
+      {"lone high surrogate", R"(["\ud800"])"},
+      {"lone low surrogate", R"("\udc00")"},
+      {"high surrogate then a letter", R"("\ud800\u0041")"},
+      {"overlong slash", "\"\xC0\xAF\""},
+      {"encoded surrogate", "\"\xED\xA0\x80\""},
+      {"truncated sequence", "[\"\xE2\x82\"]"},
+      {"above U+10FFFF", "\"\xF4\x90\x80\x80\""},
+      {"raw control character", "\"a\x01\""},
+      {"raw line break in a string", "\"a\nb\""},
+      {"leading zero", "[01]"},
+      {"bare minus", "[-]"},
+      {"byte-order mark after a blank",
+       " \xEF\xBB\xBF"
+       "1"},
+      {"form feed", "\x0C[]"},
+      {"truncated word", "[tru]"},
+      {"bad escape", R"("\x")"},
+      {"missing colon", R"({"a" 1})"},
+      {"only a byte-order mark", "\xEF\xBB\xBF"},
+  };
+  for (const Case& c : cases) {
+    const std::string r = refusal(c.text);
+    EXPECT_TRUE(r.starts_with("ValueError: malformed JSON: ")) << c.name << ": " << r;
+    EXPECT_NE(r.find(" at line "), std::string::npos) << c.name << ": " << r;
+  }
+  EXPECT_EQ(refusal("[-1e400]"),
+            "ValueError: malformed JSON: number overflow parsing '-1e400' at byte 7");
+  EXPECT_EQ(refusal(std::string("[1]\0", 4)), "ValueError: malformed JSON: NUL byte at byte 4");
+}
+
+TEST(ParseJson, LargeAndSmallTextsInTurn) {
+  // The parser's buffers are kept between calls up to a size and made for
+  // one call above it; each text must still read whole and alone.
+  const auto array_of = [](std::size_t count) {
+    std::string text = "[";
+    for (std::size_t i = 0; i < count; ++i) text += i == 0 ? "\"abcdefgh\"" : ",\"abcdefgh\"";
+    return text + "]";
+  };
+  const std::string large = array_of(500000);  // over 5 MiB
+  const std::string medium = array_of(1000);
+  EXPECT_EQ(parse_json(medium).as_sequence().size(), 1000u);
+  EXPECT_EQ(parse_json(large).as_sequence().size(), 500000u);
+  EXPECT_NE(refusal("[1,"), "");
+  EXPECT_EQ(parse_json(medium).as_sequence().back(), Value("abcdefgh"));
+  EXPECT_EQ(repr(parse_json("7")), "7");
 }
 
 TEST(ParseJson, NestingLimit) {

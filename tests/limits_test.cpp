@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <tessik/agent_loader.hpp>
-#include <tessik/limits.hpp>
+#include <tessik/foundation/limits.hpp>
 #include <tessik/terminal_state.hpp>
 
 #include "failure.hpp"

@@ -3,12 +3,13 @@
 #include <filesystem>
 #include <optional>
 #include <string>
-#include <tessik/agent_loader/front_matter.hpp>
-#include <tessik/agent_loader/guard_rails.hpp>
-#include <tessik/agent_loader/parsers.hpp>
-#include <tessik/errors.hpp>
+#include <tessik/agent_loader/definitions/detail/front_matter.hpp>
+#include <tessik/agent_loader/definitions/detail/guard_rails.hpp>
+#include <tessik/agent_loader/definitions/detail/parsers.hpp>
+#include <tessik/agent_loader/definitions/parsers.hpp>
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/text.hpp>
 #include <tessik/logging_channels.hpp>
-#include <tessik/text.hpp>
 
 #include "failure.hpp"
 #include "temp_dir.hpp"
@@ -135,6 +136,41 @@ TEST_F(DefinitionParsers, FailuresKeepTheirKind) {
     if (!c.message.empty()) {
       EXPECT_EQ(message, c.message) << c.name;
     }
+  }
+}
+
+TEST_F(DefinitionParsers, AnUntidyPathIsTidiedOnceForChoiceReadingAndMessages) {
+  tmp_.write("d/x.md", "---\nrole: r\n---\nBody.\n");
+  tmp_.write("d/y.yaml", "role: r\n");
+  const std::string root = tmp_.path().native();
+  const std::string no_name = "Agent definition missing required 'name' field in ";
+  const struct {
+    std::string path;  // as the caller passes it
+    std::string message;
+  } cases[] = {
+      {root + "/d/x.md/", no_name + root + "/d/x.md"},
+      {root + "//d/./x.md", no_name + root + "/d/x.md"},
+      {root + "/./d//y.yaml//", no_name + root + "/d/y.yaml"},
+      {root + "/d/x.txt/", "No parser for agent definition file: " + root + "/d/x.txt/"},
+      {root + "/d//x.MD/", "No parser for agent definition file: " + root + "/d//x.MD/"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(testing::failure_of([&] { load_agent_definition(c.path); }).message, c.message)
+        << c.path;
+  }
+  // The parsers tidy the path they are handed in the same way.
+  EXPECT_EQ(testing::failure_of([&] { MarkdownAgentParser().parse(root + "/d/x.md/"); }).message,
+            no_name + root + "/d/x.md");
+  EXPECT_EQ(testing::failure_of([&] { YAMLAgentParser().parse(root + "/d/y.yaml/"); }).message,
+            no_name + root + "/d/y.yaml");
+}
+
+TEST_F(DefinitionParsers, ANaNKeyIsIgnoredLikeAnyUnknownKey) {
+  for (const auto& [file, text] : {std::pair{"n.yaml", "name: r\n.nan: 1\n.NaN: [x]\n"},
+                                   std::pair{"n.md", "---\n.nan: 1\nname: r\n---\nP.\n"}}) {
+    const AgentDefinition loaded = load_agent_definition(tmp_.write(file, text));
+    EXPECT_EQ(loaded.name, "r") << file;
+    EXPECT_TRUE(loaded.enabled) << file;
   }
 }
 

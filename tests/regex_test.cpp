@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 #include <string>
-#include <tessik/regex.hpp>
+#include <tessik/foundation/detail/regex.hpp>
 
 #include "failure.hpp"
 

@@ -4,9 +4,11 @@
 #include <string>
 #include <vector>
 
-#include <tessik/agent_loader/request.hpp>
+#include <tessik/agent_loader/execution/detail/request.hpp>
 #include <tessik/ai_client.hpp>
-#include <tessik/errors.hpp>
+#include <tessik/detail/ai_client.hpp>
+#include <tessik/foundation/detail/sha256.hpp>
+#include <tessik/foundation/errors.hpp>
 
 namespace tessik {
 namespace {
@@ -24,10 +26,22 @@ const Value& block(const detail::ReviewRequest& r, int i, const char* key) {
   return r.system_blocks.as_sequence()[i].as_mapping().at(key);
 }
 
+std::string sha256_hex(std::string_view text) {
+  detail::Sha256 sha;
+  sha.update(text);
+  return sha.hex();
+}
+
+TEST(Sha256, MatchesKnownDigestsWhenFedInPieces) {
+  detail::Sha256 pieces;
+  for (std::string_view piece : {"a", "", "bc"}) pieces.update(piece);
+  EXPECT_EQ(pieces.hex(16), "ba7816bf8f01cfea");
+  EXPECT_EQ(sha256_hex(""), "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855");
+}
+
 TEST(ReviewInstructions, IsTheExactReplyContract) {
   const std::string_view text = detail::REVIEW_INSTRUCTIONS;
-  EXPECT_EQ(detail::sha256_hex(text),
-            "c95caf03e72398c3fefb88bc9bf6b3f6114aa2890ea9f03e7c2bf3b9db2c5eb7");
+  EXPECT_EQ(sha256_hex(text), "c95caf03e72398c3fefb88bc9bf6b3f6114aa2890ea9f03e7c2bf3b9db2c5eb7");
   EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 44);
 }
 
@@ -36,24 +50,33 @@ TEST(DiffText, JoinsFilesWithOneBlankLineAndHashesOnlyTheDiff) {
     const char* name;
     std::vector<FileChange> changes;
     std::string text;
+    const char* hash;  // the first 16 hex digits of the text's SHA-256
   };
   const Case cases[] = {
-      {"no changes give empty text", {}, ""},
-      {"one change", {{"a.txt", "-x\n+y"}}, "File: a.txt\n-x\n+y"},
-      {"one blank line between files", {{"a", "-1"}, {"b", "+2"}}, "File: a\n-1\n\nFile: b\n+2"},
-      {"a diff's final break is kept", {{"a", "-\n"}, {"b", ""}}, "File: a\n-\n\n\nFile: b\n"},
-      {"nothing trimmed", {{" a ", "  "}}, "File:  a \n  "},
+      {"no changes give empty text", {}, "", "e3b0c44298fc1c14"},
+      {"one change", {{"a.txt", "-x\n+y"}}, "File: a.txt\n-x\n+y", "38696b6c0a8df3ac"},
+      {"one blank line between files",
+       {{"a", "-1"}, {"b", "+2"}},
+       "File: a\n-1\n\nFile: b\n+2",
+       "6b968cb98a0b0880"},
+      {"a diff's final break is kept",
+       {{"a", "-\n"}, {"b", ""}},
+       "File: a\n-\n\n\nFile: b\n",
+       "a6f7d6b8e65b32c5"},
+      {"nothing trimmed", {{" a ", "  "}}, "File:  a \n  ", "7effff014f43759b"},
   };
   for (const Case& c : cases) {
-    EXPECT_EQ(detail::build_diff_text(c.changes), c.text) << c.name;
+    const detail::DiffText diff = detail::build_diff_text(c.changes);
+    EXPECT_EQ(diff.text, c.text) << c.name;
+    EXPECT_EQ(diff.hash, c.hash) << c.name;
     const detail::ReviewRequest r = assemble_request(c.changes, nullptr, agent());
     EXPECT_EQ(block(r, 0, "text"), Value(c.text)) << c.name;
-    EXPECT_EQ(r.diff_hash, detail::sha256_hex(c.text).substr(0, 16)) << c.name;
+    EXPECT_EQ(r.cache_key, c.hash) << c.name;
   }
-  EXPECT_EQ(assemble_request({}, nullptr, agent()).diff_hash, "e3b0c44298fc1c14");
+  // Neither the context nor the agent plays a part in the key.
   const std::vector<FileChange> one{{"a.txt", "-x\n+y"}};
   const SharedAnalysisResult shared{{"Go"}, {"auth"}, "s"};
-  EXPECT_EQ(assemble_request(one, &shared, agent("other")).diff_hash, "38696b6c0a8df3ac");
+  EXPECT_EQ(assemble_request(one, &shared, agent("other")).cache_key, "38696b6c0a8df3ac");
 }
 
 TEST(DiffText, HashedWhileBuiltAcrossSliceBoundaries) {
@@ -61,10 +84,12 @@ TEST(DiffText, HashedWhileBuiltAcrossSliceBoundaries) {
   for (std::size_t i = 0; i < big.size(); i += 97) big[i] = static_cast<char>('a' + i % 26);
   std::vector<FileChange> changes{{"big", big}};
   for (int i = 0; i < 2000; ++i) changes.push_back({std::to_string(i), big.substr(i, 37)});
-  const std::string text = detail::build_diff_text(changes);
+  const detail::DiffText diff = detail::build_diff_text(changes);
+  EXPECT_EQ(diff.hash, "2caee422ee3d7277");
+  EXPECT_EQ(sha256_hex(diff.text).substr(0, 16), diff.hash);
   const detail::ReviewRequest r = assemble_request(changes, nullptr, agent());
-  EXPECT_EQ(block(r, 0, "text").as_string(), text);
-  EXPECT_EQ(r.diff_hash, detail::diff_hash(text));
+  EXPECT_EQ(block(r, 0, "text").as_string(), diff.text);
+  EXPECT_EQ(r.cache_key, diff.hash);
 }
 
 TEST(UserContent, IsSharedContextThenReviewSentenceThenContract) {
@@ -72,14 +97,15 @@ TEST(UserContent, IsSharedContextThenReviewSentenceThenContract) {
       "Carefully review the code diff for bugs, security issues, performance problems, and code "
       "quality concerns. " +
       std::string(detail::REVIEW_INSTRUCTIONS);
-  EXPECT_EQ(assemble_request({}, nullptr, agent()).user_content, tail);
+  EXPECT_EQ(assemble_request({}, nullptr, agent()).user_content(), tail);
   const SharedAnalysisResult shared{{"Python", "Go"}, {"auth", "sql"}, "Adds login."};
   const std::string context =
       "Context from shared analysis:\nLanguages: Python, Go\nRisk areas: auth, sql\n"
       "Summary: Adds login.\n\n";
   const detail::ReviewRequest r = assemble_request({}, &shared, agent());
-  EXPECT_EQ(r.shared_context, context);
-  EXPECT_EQ(r.user_content, context + tail);
+  EXPECT_EQ(r.messages,
+            (Value::Sequence{Value::Mapping{{"role", "user"}, {"content", context + tail}}}));
+  EXPECT_EQ(detail::build_shared_context(shared), context);
   EXPECT_EQ(detail::build_shared_context({}),
             "Context from shared analysis:\nLanguages: \nRisk areas: \nSummary: \n\n");
 }

@@ -3,7 +3,7 @@
 #include <string>
 
 #include <tessik/finding_schema.hpp>
-#include <tessik/json.hpp>
+#include <tessik/foundation/json.hpp>
 #include <tessik/terminal_state.hpp>
 
 namespace tessik {

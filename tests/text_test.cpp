@@ -11,8 +11,9 @@
 
 #include <gtest/gtest.h>
 
-#include <tessik/errors.hpp>
-#include <tessik/text.hpp>
+#include <tessik/foundation/detail/utf8.hpp>
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/text.hpp>
 
 #include "failure.hpp"
 #include "temp_dir.hpp"
@@ -87,6 +88,9 @@ TEST(ToFloat, ConvertsOrFailsWithTheRightKind) {
       {"inf with plus", Value("+inf"), "inf"},
       {"overflowing literal is infinity", Value("1e999"), "inf"},
       {"underflowing literal is zero", Value("1e-999"), "0.0"},
+      {"subnormal literal kept", Value("-2.5e-320"), "-2.5e-320"},
+      {"underscores in the exponent", Value("1e1_0"), "10000000000.0"},
+      {"underscore after the point refused", Value("1._5"), "ValueError"},
       {"infinity passes through", Value(kInf), "inf"},
       {"nan", Value("nan"), "nan"},
       {"signed NaN with blanks", Value(" -NaN "), "nan"},
@@ -175,6 +179,43 @@ TEST(WhiteSpace, StripsExactlyTheSet) {
   EXPECT_EQ(strip("   "), "");
 }
 
+TEST(WhiteSpace, MixedTailsAndIllFormedBytes) {
+  struct Case {
+    const char* name;
+    std::string input;
+    std::string rstripped;
+    std::string lstripped;
+  } const cases[] = {
+      {"ASCII and non-ASCII blanks alternate", "ab\u00a0 \u3000\t\u2029 ", "ab",
+       "ab\u00a0 \u3000\t\u2029 "},
+      {"leading mix", " \u3000\u00a0\tx", " \u3000\u00a0\tx", "x"},
+      {"ends in a non-blank letter", "x \u00e9", "x \u00e9", "x \u00e9"},
+      {"only blanks", "\u00a0 \u3000", "", ""},
+      {"lone lead byte before a blank", "a\xc2 ", "a\xc2", "a\xc2 "},
+      {"truncated blank at the end", "a \xe3\x80", "a \xe3\x80", "a \xe3\x80"},
+      {"continuation byte before a blank", "\x80\u00a0", "\x80", "\x80\u00a0"},
+      {"blank after a long ASCII run", std::string(40, 'x') + "\u2000", std::string(40, 'x'),
+       std::string(40, 'x') + "\u2000"},
+  };
+  for (const Case& c : cases) {
+    EXPECT_EQ(rstrip(c.input), c.rstripped) << c.name;
+    EXPECT_EQ(lstrip(c.input), c.lstripped) << c.name;
+  }
+}
+
+TEST(Utf8, FirstInvalidAtEveryOffsetOfAWord) {
+  // Ill-formed bytes after ASCII runs of every length around the 8-byte
+  // steps of the fast path, and after a valid multi-byte character.
+  for (std::size_t run = 0; run < 20; ++run) {
+    const std::string ascii(run, 'a');
+    EXPECT_EQ(utf8::first_invalid(ascii), std::string_view::npos) << run;
+    EXPECT_EQ(utf8::first_invalid(ascii + "\xff" + ascii), run) << run;
+    EXPECT_EQ(utf8::first_invalid(ascii + "\u00e9" + ascii + "\x80"), 2 * run + 2) << run;
+    EXPECT_EQ(utf8::first_invalid(ascii + "\xed\xa0\x80"), run) << run;
+    EXPECT_EQ(utf8::first_invalid(ascii + "\xe4\xb8"), run) << run;
+  }
+}
+
 TEST(CaseMapping, LowerAndTitle) {
   struct Case {
     const char* input;
@@ -201,6 +242,9 @@ TEST(CaseMapping, LowerAndTitle) {
   EXPECT_EQ(lower("HIGH \u0130\u03a3"), "high i\u0307\u03c2");
   // Invalid UTF-8 (octal 377 is the byte 0xFF) passes through.
   EXPECT_EQ(lower("A\377B"), "a\377b");
+  // The sigma's context reaches back over ASCII letters.
+  EXPECT_EQ(lower("AB\u03a3 CD"), "ab\u03c2 cd");
+  EXPECT_EQ(lower(std::string(30, 'Q')), std::string(30, 'q'));
   EXPECT_EQ(title("a\377b"), "A\377B");
 }
 

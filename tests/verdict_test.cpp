@@ -1,4 +1,4 @@
-#include <tessik/agent_loader/verdict.hpp>
+#include <tessik/agent_loader/verdict/agent_verdict.hpp>
 
 #include <gtest/gtest.h>
 

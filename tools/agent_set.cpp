@@ -4,9 +4,9 @@
 #include <istream>
 #include <iterator>
 
-#include <tessik/errors.hpp>
-#include <tessik/json.hpp>
-#include <tessik/text.hpp>
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/json.hpp>
+#include <tessik/foundation/text.hpp>
 
 #include "diff_split.hpp"
 
@@ -17,6 +17,21 @@ namespace {
 // budget is not part of the assembled request, so its value changes nothing
 // the tool shows; it matches a common reviewer setting.
 constexpr std::int64_t MAX_TOKENS = 8192;
+
+// At most `max_bytes` of `in`; InvalidValueError naming the limit past it.
+std::string read_stream_bytes(std::istream& in, std::size_t max_bytes) {
+  std::string text;
+  char buffer[65536];
+  while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
+    const auto n = static_cast<std::size_t>(in.gcount());
+    if (n > max_bytes - text.size()) {
+      throw InvalidValueError("standard input holds more than the text-file limit of " +
+                              std::to_string(max_bytes) + " bytes");
+    }
+    text.append(buffer, n);
+  }
+  return text;
+}
 
 }  // namespace
 
@@ -61,11 +76,13 @@ AgentSet load_agent_set(const ParsedArgs& args, const std::shared_ptr<AIClient>&
 std::vector<FileChange> read_changes(const ParsedArgs& args, std::istream& in) {
   const std::optional<std::string> source = args.value("diff");
   if (!source) throw UsageError("--diff FILE is required");
+  // A diff is bytes: CR LF line ends and bytes that are not UTF-8 reach the
+  // agents unchanged, whichever way the diff comes in.
   std::string text;
   if (*source == "-") {
-    text.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    text = read_stream_bytes(in, kMaxTextFileBytes);
   } else {
-    text = read_text_file(*source);
+    text = read_file_bytes(*source);
   }
   std::vector<FileChange> changes = split_unified_diff(text);
   if (changes.empty()) {

@@ -2,7 +2,7 @@
 
 #include <ostream>
 
-#include <tessik/errors.hpp>
+#include <tessik/foundation/errors.hpp>
 
 #include "commands.hpp"
 #include "diff_split.hpp"

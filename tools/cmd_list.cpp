@@ -1,8 +1,8 @@
 // tessik-agents list: the agents a review run would load, in order.
 #include <ostream>
 
-#include <tessik/json.hpp>
-#include <tessik/text.hpp>
+#include <tessik/foundation/json.hpp>
+#include <tessik/foundation/text.hpp>
 
 #include "agent_set.hpp"
 #include "commands.hpp"

@@ -1,8 +1,9 @@
 // tessik-agents prompt: the exact request each agent would send for a change.
 #include <ostream>
 
-#include <tessik/json.hpp>
-#include <tessik/text.hpp>
+#include <tessik/agent_loader/execution/detail/request.hpp>
+#include <tessik/foundation/json.hpp>
+#include <tessik/foundation/text.hpp>
 
 #include "agent_set.hpp"
 #include "commands.hpp"
@@ -11,9 +12,12 @@
 namespace tessik::cli {
 namespace {
 
-// Agents here hold no reviewer tools (the tool wires none), so every request
-// takes the plain completion, keyed by the diff hash.
-constexpr const char* PATH_NOTE = "plain completion (no reviewer tools are wired)";
+// How each request is sent. Agents here hold no reviewer tools (the tool
+// wires none), so every request takes the plain completion, keyed by the
+// diff hash.
+const char* path_note(const detail::ReviewRequest& r) {
+  return r.tool_path ? "tool-use exchange" : "plain completion (no reviewer tools are wired)";
+}
 
 int run_prompt(const ParsedArgs& args, const Io& io) {
   const std::vector<FileChange> changes = read_changes(args, io.in);
@@ -33,20 +37,19 @@ int run_prompt(const ParsedArgs& args, const Io& io) {
 
   Value::Sequence requests;
   for (const LoadedAgent* agent : agents) {
-    // The assembly the agent runs first in `analyse`, shown on its own.
+    // Exactly the request the agent sends in `analyse`.
     const detail::ReviewRequest r =
-        detail::assemble_request(changes, shared ? &*shared : nullptr, agent->definition());
-    const Value messages =
-        Value::Sequence{Value::Mapping{{"role", "user"}, {"content", r.user_content}}};
+        detail::request_for(*agent, changes, shared ? &*shared : nullptr);
     if (args.flag("json")) {
       requests.push_back(Value::Mapping{{"agent", agent->name()},
-                                        {"tool_path", false},
-                                        {"cache_key", r.diff_hash},
+                                        {"tool_path", r.tool_path},
+                                        {"cache_key", r.cache_key},
                                         {"system", r.system_blocks},
-                                        {"messages", messages}});
+                                        {"messages", r.messages}});
       continue;
     }
-    io.out << "=== " << agent->name() << ": " << PATH_NOTE << ", cache key " << r.diff_hash << '\n';
+    io.out << "=== " << agent->name() << ": " << path_note(r) << ", cache key " << r.cache_key
+           << '\n';
     const Value::Sequence& blocks = r.system_blocks.as_sequence();
     for (std::size_t i = 0; i < blocks.size(); ++i) {
       io.out << "--- system block " << i + 1;
@@ -56,7 +59,7 @@ int run_prompt(const ParsedArgs& args, const Io& io) {
       const Value* text = blocks[i].find("text");
       io.out << " ---\n" << (text ? text_form(*text) : "") << '\n';
     }
-    io.out << "--- user message ---\n" << r.user_content << "\n\n";
+    io.out << "--- user message ---\n" << r.user_content() << "\n\n";
   }
   if (args.flag("json")) io.out << to_json(Value(std::move(requests)), 2) << '\n';
   return EXIT_OK;

@@ -1,9 +1,9 @@
 // tessik-agents review: runs every agent over a change with recorded replies.
 #include <ostream>
 
-#include <tessik/errors.hpp>
-#include <tessik/json.hpp>
-#include <tessik/text.hpp>
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/json.hpp>
+#include <tessik/foundation/text.hpp>
 
 #include "agent_set.hpp"
 #include "commands.hpp"

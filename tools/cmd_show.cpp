@@ -1,8 +1,8 @@
 // tessik-agents show: one agent's whole definition, as a review run uses it.
 #include <ostream>
 
-#include <tessik/json.hpp>
-#include <tessik/text.hpp>
+#include <tessik/foundation/json.hpp>
+#include <tessik/foundation/text.hpp>
 
 #include "agent_set.hpp"
 #include "commands.hpp"

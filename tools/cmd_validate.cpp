@@ -1,9 +1,9 @@
 // tessik-agents validate: loads each definition file as a review run would.
 #include <ostream>
 
-#include <tessik/errors.hpp>
-#include <tessik/json.hpp>
-#include <tessik/text.hpp>
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/json.hpp>
+#include <tessik/foundation/text.hpp>
 
 #include "agent_set.hpp"
 #include "commands.hpp"

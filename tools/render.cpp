@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <ostream>
 
-#include <tessik/text.hpp>
+#include <tessik/agent_loader/findings/detail/category.hpp>
+#include <tessik/foundation/text.hpp>
 
 namespace tessik::cli {
 namespace {

@@ -7,6 +7,7 @@
 #include <string>
 
 #include <tessik/ai_client.hpp>
+#include <tessik/detail/ai_client.hpp>
 
 namespace tessik::cli {
 

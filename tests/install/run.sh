@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Installs the library into temporary prefixes, builds the consumer program
+# Installs the library into temporary prefixes, builds the consumer programs
 # against each installed package with CMake and with pkg-config, and checks
-# that it loads the installed built-in agents.
+# that the core consumer loads the installed built-in agents and that the
+# clients consumer uses the installed HTTP clients.
 #
 #   run.sh SOURCE_DIR BUILD_DIR [CXXFLAGS] [LDFLAGS]
 #
@@ -39,6 +40,7 @@ build_consumers() {
     -DCMAKE_EXE_LINKER_FLAGS="$ldflags" >"$work/log" 2>&1 || { cat "$work/log"; fail "consumer configure"; }
   cmake --build "$work/consumer-build" >"$work/log" 2>&1 || { cat "$work/log"; fail "consumer build"; }
   cp "$work/consumer-build/consumer" "$out/consumer-cmake"
+  cp "$work/consumer-build/clients_consumer" "$out/clients-consumer-cmake"
   rm -rf "$work/consumer-build"
 
   local pc
@@ -54,6 +56,11 @@ build_consumers() {
     $(pkg-config --cflags tessik_agents) $ldflags \
     $(pkg-config --libs "${static[@]}" tessik_agents) -Wl,-rpath,"$libdir" ||
     fail "consumer build with pkg-config"
+  # shellcheck disable=SC2046,SC2086
+  c++ -std=c++20 $cxxflags "$src/tests/install/clients_consumer.cpp" \
+    -o "$out/clients-consumer-pkgconfig" $(pkg-config --cflags tessik_clients) $ldflags \
+    $(pkg-config --libs "${static[@]}" tessik_clients) -Wl,-rpath,"$libdir" ||
+    fail "clients consumer build with pkg-config"
   unset PKG_CONFIG_PATH
 }
 
@@ -72,11 +79,40 @@ check_consumer() {
   echo "ok: $exe"
 }
 
+# Runs one clients consumer, which prints "ok" and nothing else.
+check_clients_consumer() {
+  local exe=$1 out rc=0
+  out=$("$exe" 2>"$work/stderr") || rc=$?
+  [ "$rc" -eq 0 ] || { cat "$work/stderr"; fail "$exe exited with $rc"; }
+  [ -z "$(cat "$work/stderr")" ] || fail "$exe wrote to stderr: $(cat "$work/stderr")"
+  [ "$out" = "ok" ] || fail "$exe printed: $out"
+  echo "ok: $exe"
+}
+
+# Only the public headers are installed: no detail/ folder, and each header
+# compiles on its own with nothing but the installed include directory.
+check_headers() {
+  local prefix=$1 inc=$1/include
+  local leaked
+  leaked=$(cd "$inc" && find . -path '*/detail*' -print)
+  [ -z "$leaked" ] || fail "detail headers were installed: $leaked"
+  ! grep -rl 'namespace detail' "$inc" >/dev/null || fail "installed headers declare detail names"
+  local h
+  while IFS= read -r h; do
+    echo "#include <${h#"$inc/"}>" | c++ -std=c++20 -fsyntax-only -x c++ -I"$inc" - ||
+      fail "installed header ${h#"$inc/"} does not compile on its own"
+  done < <(find "$inc" -name '*.hpp' | sort)
+  echo "ok: $(find "$inc" -name '*.hpp' | wc -l) public headers, none of them detail"
+}
+
 # The build under test.
 cmake --install "$build" --prefix "$work/tree" --component tessik_agents >/dev/null
+check_headers "$work/tree"
 build_consumers "$work/tree" "$work/tree/bin"
 check_consumer "$work/tree/bin/consumer-cmake" "$work/tree"
 check_consumer "$work/tree/bin/consumer-pkgconfig" "$work/tree"
+check_clients_consumer "$work/tree/bin/clients-consumer-cmake"
+check_clients_consumer "$work/tree/bin/clients-consumer-pkgconfig"
 
 # A shared library in a prefix that moves after the consumers were built.
 # Configured like the build under test as far as the optional parts go, but
@@ -85,7 +121,7 @@ bench=$(sed -n 's/^TESSIK_BUILD_BENCH:BOOL=//p' "$build/CMakeCache.txt")
 cmake -S "$src" -B "$work/shared-build" -DCMAKE_BUILD_TYPE=Debug -DBUILD_SHARED_LIBS=ON \
   -DTESSIK_BUILD_TESTS=OFF -DTESSIK_BUILD_TOOLS=OFF -DTESSIK_BUILD_BENCH="${bench:-OFF}" \
   >"$work/log" 2>&1 || { cat "$work/log"; fail "shared configure"; }
-cmake --build "$work/shared-build" --target tessik_agents -j2 >"$work/log" 2>&1 ||
+cmake --build "$work/shared-build" --target tessik_agents tessik_clients -j2 >"$work/log" 2>&1 ||
   { cat "$work/log"; fail "shared build"; }
 cmake --install "$work/shared-build" --prefix "$work/shared" --component tessik_agents >/dev/null
 cxxflags=""
@@ -96,3 +132,5 @@ libdir=$(dirname "$(find "$work/moved" -name 'libtessik_agents.so' -print -quit)
 export LD_LIBRARY_PATH="$libdir${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
 check_consumer "$work/consumers/consumer-cmake" "$work/moved"
 check_consumer "$work/consumers/consumer-pkgconfig" "$work/moved"
+check_clients_consumer "$work/consumers/clients-consumer-cmake"
+check_clients_consumer "$work/consumers/clients-consumer-pkgconfig"

@@ -1,0 +1,118 @@
+// The HTTP clients' own cost per call against the stub model server, next to
+// a bare libcurl POST of the same bytes in the same run.
+//
+//   tessik_client_bench --benchmark_counters_tabular=true
+//
+// BM_BareCurl/N       one POST of a ready-made request body with a diff of N
+//                     bytes through a reused libcurl handle; the reply is
+//                     only collected. The floor for any client.
+// BM_MessagesClient/N MessagesClient::complete with the same system blocks
+//                     and message: builds the body, posts it, checks and
+//                     decodes the reply, counts usage.
+// BM_ChatClient/N     the same through ChatCompletionsClient.
+//
+// The server's share of a call is the same in every benchmark, so the CPU
+// time of the calling thread (the "CPU" column) is the client's own work:
+// its ratio to BM_BareCurl's is what the client adds. Real time includes the
+// stub's answer (a Python server, so it dominates).
+#include <benchmark/benchmark.h>
+#include <curl/curl.h>
+
+#include <memory>
+#include <string>
+
+#include <tessik/clients/chat_client.hpp>
+#include <tessik/clients/messages_client.hpp>
+#include <tessik/foundation/json.hpp>
+
+#include "../tests/clients/client_fixtures.hpp"
+
+namespace {
+
+using namespace tessik;
+
+const char* const kReply =
+    R"({"status": "findings", "summary": "one issue", "findings": [{"file_path": "src/a.py",)"
+    R"( "line_number": 12, "severity": "high", "issue": "The loop never ends when the list is)"
+    R"( empty.", "suggestion": "Check the length first.", "confidence": 0.9, "category":)"
+    R"( "code-quality"}]})";
+
+// One stub for the whole run, answering both protocols by path-free content.
+testing::StubServer& stub() {
+  static testing::StubServer server(
+      testing::replies({
+          testing::answer(testing::chat_text(kReply), {{"when", "\"role\": \"system\""}}),
+          testing::answer(testing::messages_text(kReply)),
+      }),
+      /*record=*/false);
+  return server;
+}
+
+Value system_with_diff(std::size_t bytes) {
+  Value blocks = testing::system_blocks();
+  std::string diff;
+  while (diff.size() < bytes) diff += "+    total += compute(item, factor)  # keep going\n";
+  diff.resize(bytes);
+  blocks.as_sequence()[0].as_mapping().set("text", diff);
+  return blocks;
+}
+
+std::size_t collect(char*, std::size_t size, std::size_t n, void* out) {
+  static_cast<std::string*>(out)->append(size * n, ' ');
+  return size * n;
+}
+
+void BM_BareCurl(benchmark::State& state) {
+  const Value system = system_with_diff(static_cast<std::size_t>(state.range(0)));
+  clients::MessagesClientOptions o = testing::messages_options(stub().url());
+  const std::string body = to_json(Value::Mapping{{"model", o.model},
+                                                  {"max_tokens", 1024},
+                                                  {"system", system},
+                                                  {"messages", testing::user_turn("review")}});
+  const std::string url = stub().url() + "/v1/messages";
+  CURL* h = curl_easy_init();
+  curl_slist* headers = curl_slist_append(nullptr, "Content-Type: application/json");
+  headers = curl_slist_append(headers, "Expect:");
+  std::string reply;
+  for (auto _ : state) {
+    reply.clear();
+    curl_easy_setopt(h, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(h, CURLOPT_POSTFIELDS, body.data());
+    curl_easy_setopt(h, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(body.size()));
+    curl_easy_setopt(h, CURLOPT_HTTPHEADER, headers);
+    curl_easy_setopt(h, CURLOPT_WRITEFUNCTION, &collect);
+    curl_easy_setopt(h, CURLOPT_WRITEDATA, &reply);
+    if (curl_easy_perform(h) != CURLE_OK) state.SkipWithError("bare POST failed");
+    benchmark::DoNotOptimize(reply.data());
+  }
+  curl_slist_free_all(headers);
+  curl_easy_cleanup(h);
+}
+
+template <class Client, class Options>
+void run_client(benchmark::State& state, Options options) {
+  const Value system = system_with_diff(static_cast<std::size_t>(state.range(0)));
+  const Value messages = testing::user_turn("review");
+  Client client(std::move(options));
+  const CompleteOptions call{.system = system, .agent_name = "bench", .max_tokens = 1024};
+  for (auto _ : state) {
+    CompletionResult r = client.complete(messages, call);
+    benchmark::DoNotOptimize(r.text.data());
+  }
+}
+
+void BM_MessagesClient(benchmark::State& state) {
+  run_client<clients::MessagesClient>(state, testing::messages_options(stub().url()));
+}
+
+void BM_ChatClient(benchmark::State& state) {
+  run_client<clients::ChatCompletionsClient>(state, testing::chat_options(stub().url()));
+}
+
+BENCHMARK(BM_BareCurl)->Arg(1 << 10)->Arg(64 << 10);
+BENCHMARK(BM_MessagesClient)->Arg(1 << 10)->Arg(64 << 10);
+BENCHMARK(BM_ChatClient)->Arg(1 << 10)->Arg(64 << 10);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,71 @@
+// The libcurl transport under both clients: a pool of reusable easy handles
+// (each keeps its connections alive between calls), per-attempt timeouts, the
+// response size cap and the retry loop.
+#ifndef TESSIK_CLIENTS_DETAIL_HTTP_TRANSPORT_HPP_
+#define TESSIK_CLIENTS_DETAIL_HTTP_TRANSPORT_HPP_
+
+#include <chrono>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <tessik/clients/transport_options.hpp>
+
+namespace tessik::clients::detail {
+
+struct HttpRequest {
+  std::string url;
+  std::vector<std::string> headers;  // "name: value"
+  std::string body;                  // JSON text, sent as a POST body
+};
+
+struct HttpResponse {
+  long status = 0;
+  std::string body;
+  std::optional<std::chrono::milliseconds> retry_after;  // from a retry-after header
+  int attempts = 1;                                      // attempts made, this one included
+};
+
+// True for the statuses worth another attempt: 408, 429, 500, 502, 503,
+// 504 and 529.
+bool retryable_status(long status) noexcept;
+
+// The wait before retry `retry` (1-based) without jitter: backoff_initial
+// doubled per retry, capped at backoff_max.
+std::chrono::milliseconds backoff_delay(const TransportOptions& options, int retry) noexcept;
+
+// A thread-safe HTTP POST client. `provider` names the server in failures;
+// `secret` (the API key) is redacted from debug log lines and messages.
+class HttpTransport {
+ public:
+  HttpTransport(TransportOptions options, std::string provider, std::string secret);
+  ~HttpTransport();
+  HttpTransport(const HttpTransport&) = delete;
+  HttpTransport& operator=(const HttpTransport&) = delete;
+
+  // Posts `request`, retrying as the options say, and returns the last
+  // answer whatever its status. Throws ProviderError (status 0) when no
+  // answer came: refused, timed out, reset on the last attempt, reply over
+  // the size cap.
+  HttpResponse post(const HttpRequest& request);
+
+  const TransportOptions& options() const noexcept { return options_; }
+  const std::string& provider() const noexcept { return provider_; }
+  // `text` with every occurrence of the secret replaced by "[redacted]".
+  std::string redact(std::string text) const;
+
+ private:
+  void* acquire();
+  void release(void* handle) noexcept;
+
+  TransportOptions options_;
+  std::string provider_;
+  std::string secret_;
+  std::mutex mutex_;
+  std::vector<void*> idle_;  // CURL* easy handles with live connections
+};
+
+}  // namespace tessik::clients::detail
+
+#endif  // TESSIK_CLIENTS_DETAIL_HTTP_TRANSPORT_HPP_

@@ -1,0 +1,216 @@
+// JSON text to and from Value: simdjson's parse walked once into the tree;
+// nlohmann-json words the refusals and escapes strings for output.
+#include <tessik/foundation/json.hpp>
+
+#include <simdjson.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include <tessik/foundation/detail/json_sax.hpp>
+#include <tessik/foundation/detail/tree_writer.hpp>
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/text.hpp>
+
+namespace tessik {
+namespace {
+
+using Json = nlohmann::json;
+
+// A parser per thread, kept between calls so that its buffers are allocated
+// once; a text longer than this gets a parser of its own, freed after.
+constexpr std::size_t kReusedParserBytes = std::size_t{4} << 20;
+
+// The array or object being filled, and where its walk stands.
+struct Frame {
+  Value* target;
+  simdjson::dom::array::iterator next_item, end_item;
+  simdjson::dom::object::iterator next_field, end_field;
+  bool object;
+};
+
+// Stores the element `e` in `out`. A scalar is stored whole; an array or
+// object becomes an empty container with room for its items, and a frame to
+// fill it is pushed when it has any.
+void store(simdjson::dom::element e, Value& out, std::vector<Frame>& open) {
+  using Type = simdjson::dom::element_type;
+  switch (e.type()) {
+    case Type::ARRAY: {
+      const simdjson::dom::array items = e.get_array().value_unsafe();
+      Value::Sequence sequence;
+      sequence.reserve(items.size());
+      out = Value(std::move(sequence));
+      if (items.begin() != items.end())
+        open.push_back({&out, items.begin(), items.end(), {}, {}, false});
+      return;
+    }
+    case Type::OBJECT: {
+      const simdjson::dom::object fields = e.get_object().value_unsafe();
+      Value::Mapping mapping;
+      mapping.reserve(fields.size());
+      out = Value(std::move(mapping));
+      if (fields.begin() != fields.end())
+        open.push_back({&out, {}, {}, fields.begin(), fields.end(), true});
+      return;
+    }
+    case Type::INT64:
+      out = Value(e.get_int64().value_unsafe());
+      return;
+    case Type::UINT64:
+      // Only values above the signed range are reported unsigned.
+      out = Value(static_cast<double>(e.get_uint64().value_unsafe()));
+      return;
+    case Type::DOUBLE:
+      out = Value(e.get_double().value_unsafe());
+      return;
+    case Type::STRING:
+      out = Value(std::string(e.get_string().value_unsafe()));
+      return;
+    case Type::BOOL:
+      out = Value(e.get_bool().value_unsafe());
+      return;
+    case Type::NULL_VALUE:
+      out = Value();
+      return;
+  }
+}
+
+// Builds the Value of a parsed document with an explicit stack of open
+// containers; the parser has already capped the depth.
+Value build(simdjson::dom::element root) {
+  Value result;
+  std::vector<Frame> open;
+  // Room for the depth of a usual reply in one small allocation.
+  open.reserve(12);
+  store(root, result, open);
+  while (!open.empty()) {
+    Frame& top = open.back();
+    if (top.object) {
+      if (top.next_field == top.end_field) {
+        open.pop_back();
+        continue;
+      }
+      const simdjson::dom::key_value_pair field = *top.next_field;
+      ++top.next_field;
+      // A repeated key keeps its first position and takes the last value.
+      Value& slot = top.target->as_mapping().slot(field.key);
+      store(field.value, slot, open);
+    } else {
+      if (top.next_item == top.end_item) {
+        open.pop_back();
+        continue;
+      }
+      const simdjson::dom::element item = *top.next_item;
+      ++top.next_item;
+      Value::Sequence& items = top.target->as_sequence();
+      items.emplace_back();
+      store(item, items.back(), open);
+    }
+  }
+  return result;
+}
+
+// The fast parser refused `text` with `error`. The event reader refuses it
+// too and words why, naming the position; the exception is an integer beyond
+// 64 bits, which the fast parser counts as a number error and the event
+// reader reads as a double.
+Value reread_refused(std::string_view text, simdjson::error_code error) {
+  Value value = detail::parse_json_events(text);
+  if (error == simdjson::NUMBER_ERROR) return value;
+  throw InvalidValueError("malformed JSON: " + std::string(simdjson::error_message(error)));
+}
+
+void append_json_string(std::string_view s, std::string& out) {
+  // Printable ASCII without quote or backslash needs no escaping, which is
+  // what keys and most text are; the rest goes through the library.
+  const bool plain = std::all_of(
+      s.begin(), s.end(), [](char c) { return c >= 0x20 && c < 0x7F && c != '"' && c != '\\'; });
+  if (plain) {
+    out.push_back('"');
+    out.append(s);
+    out.push_back('"');
+    return;
+  }
+  out += Json(std::string(s)).dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+void append_json_scalar(const Value& v, std::string& out) {
+  switch (v.kind()) {
+    case Value::Kind::null:
+      out += "null";
+      break;
+    case Value::Kind::boolean:
+      out += v.as_bool() ? "true" : "false";
+      break;
+    case Value::Kind::integer:
+      out += std::to_string(v.as_int());
+      break;
+    case Value::Kind::floating:
+      // JSON has no spelling for NaN or the infinities.
+      out += std::isfinite(v.as_float()) ? text_form(v) : "null";
+      break;
+    case Value::Kind::string:
+      append_json_string(v.as_string(), out);
+      break;
+    default:
+      break;
+  }
+}
+
+// JSON object keys are strings: numbers are written in their text form,
+// booleans and null as their JSON spelling; a container has no key form.
+void append_json_key(const Value& v, std::string& out) {
+  switch (v.kind()) {
+    case Value::Kind::string:
+      append_json_string(v.as_string(), out);
+      return;
+    case Value::Kind::null:
+    case Value::Kind::boolean:
+      out.push_back('"');
+      append_json_scalar(v, out);
+      out.push_back('"');
+      return;
+    case Value::Kind::integer:
+    case Value::Kind::floating:
+      append_json_string(text_form(v), out);
+      return;
+    default:
+      throw TypeError("JSON object keys must be strings, numbers, booleans or null, not '" +
+                      std::string(Value::kind_name(v.kind())) + "'");
+  }
+}
+
+}  // namespace
+
+Value parse_json(std::string_view text) {
+  // A leading byte-order mark is skipped, the same as the event reader does.
+  std::string_view body = text;
+  if (body.starts_with("\xEF\xBB\xBF")) body.remove_prefix(3);
+  thread_local simdjson::dom::parser reused;
+  simdjson::dom::parser own;
+  simdjson::dom::parser& parser = body.size() <= kReusedParserBytes ? reused : own;
+  if (parser.capacity() < body.size() || parser.max_depth() != kJsonMaxDepth) {
+    const std::size_t capacity = std::max<std::size_t>(body.size(), 4096);
+    if (const simdjson::error_code error = parser.allocate(capacity, kJsonMaxDepth)) {
+      return reread_refused(text, error);
+    }
+  }
+  simdjson::dom::element root;
+  if (const simdjson::error_code error = parser.parse(body.data(), body.size()).get(root)) {
+    return reread_refused(text, error);
+  }
+  return build(root);
+}
+
+std::string to_json(const Value& v, int indent) {
+  const detail::TreeStyle style{&append_json_scalar, &append_json_key, indent < 0 ? ", " : ",",
+                                ": ", indent < 0 ? -1 : indent};
+  std::string out;
+  detail::write_tree(v, style, out);
+  return out;
+}
+
+}  // namespace tessik

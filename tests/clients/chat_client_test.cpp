@@ -1,0 +1,152 @@
+// The chat-completions client against the stub server: the single system
+// message, response_format, function tools and tool messages.
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <tessik/clients/chat_client.hpp>
+#include <tessik/finding_schema.hpp>
+#include <tessik/foundation/json.hpp>
+
+#include "client_fixtures.hpp"
+
+namespace tessik::testing {
+namespace {
+
+using clients::ChatCompletionsClient;
+
+Value strict_format() {
+  const Value config = output_config_for_three_state();
+  return Value::Mapping{{"type", "json_schema"},
+                        {"json_schema", Value::Mapping{{"name", *config.find("name")},
+                                                       {"strict", true},
+                                                       {"schema", *config.find("schema")}}}};
+}
+
+TEST(ChatCompletionsClient, PlainCallJoinsTheSystemBlocksIntoOneMessage) {
+  for (const bool constrained : {false, true}) {
+    SCOPED_TRACE(constrained ? "constrained" : "free");
+    StubServer stub(replies({answer(chat_text("{}", "length"))}));
+    auto options = chat_options(stub.url());
+    options.constrain_plain_replies = constrained;
+    ChatCompletionsClient client(options);
+    const CompletionResult result =
+        client.complete(user_turn("review this"),
+                        {.system = system_blocks(), .agent_name = "hesper", .max_tokens = 300});
+    EXPECT_EQ(result.text, "{}");
+    EXPECT_EQ(result.stop_reason, "max_tokens");
+    EXPECT_EQ(result.iterations_used, 1);
+
+    const auto requests = stub.requests();
+    ASSERT_EQ(requests.size(), 1u);
+    EXPECT_EQ(requests[0].path, "/v1/chat/completions");
+    EXPECT_EQ(requests[0].header("authorization"), "Bearer " + kApiKey);
+    EXPECT_EQ(requests[0].header("x-api-key"), "");
+    const Value body = requests[0].json();
+    const Value expected_messages = Value::Sequence{
+        Value::Mapping{{"role", "system"},
+                       {"content",
+                        "File: a.py\n+x = \"ü\\n\"\n\n\nThe code diff above is what you "
+                        "must review. Be brief."}},
+        user_turn("review this").as_sequence()[0]};
+    EXPECT_EQ(*body.find("messages"), expected_messages);
+    EXPECT_EQ(requests[0].body.find("cache_control"), std::string::npos);
+    EXPECT_EQ(*body.find("model"), Value("local-model"));
+    EXPECT_EQ(*body.find("max_tokens"), Value(300));
+    const Value* format = body.find("response_format");
+    EXPECT_EQ(format ? *format : Value(), constrained ? strict_format() : Value());
+
+    const clients::TokenUsage usage = client.usage().by_agent().at("hesper");
+    EXPECT_EQ(usage, (clients::TokenUsage{.input_tokens = 10,
+                                          .output_tokens = 4,
+                                          .cache_write_tokens = 0,
+                                          .cache_read_tokens = 20,
+                                          .requests = 1}));
+  }
+}
+
+TEST(ChatCompletionsClient, ToolCallsAreAnsweredAsToolMessages) {
+  StubServer stub(replies({
+      answer(chat_tool_calls({{"c1", "read_file", R"({"path": "a.py"})"},
+                              {"c2", "read_file", "{not json"},
+                              {"c3", "grep", "{}"}}),
+             {{"times", 1}}),
+      answer(chat_text("{\"status\": \"clean\"}")),
+  }));
+  ChatCompletionsClient client(chat_options(stub.url()));
+  FileTool files(FileTool::Files{{"a.py", "x = 1\n"}});
+  const CompletionResult result = client.complete_with_tools(
+      user_turn("review"), {.system = system_blocks(),
+                            .tools = Value::Sequence{read_file_definition()},
+                            .tool_handlers = {{"read_file", files.handler()}},
+                            .max_iterations = 4,
+                            .agent_name = "peregrin",
+                            .max_tokens = 900,
+                            .output_config = output_config_for_three_state()});
+  EXPECT_EQ(result.text, "{\"status\": \"clean\"}");
+  EXPECT_EQ(result.stop_reason, "end_turn");
+  EXPECT_EQ(result.iterations_used, 2);
+  EXPECT_EQ(result.hit_iteration_cap, false);
+  EXPECT_EQ(files.inputs(), (std::vector<Value>{Value::Mapping{{"path", "a.py"}}}));
+
+  const auto requests = stub.requests();
+  ASSERT_EQ(requests.size(), 2u);
+  const Value first = requests[0].json();
+  const Value function_tool = Value::Mapping{
+      {"type", "function"},
+      {"function", Value::Mapping{{"name", "read_file"},
+                                  {"description", "Reads a file of the change."},
+                                  {"parameters", *read_file_definition().find("input_schema")}}}};
+  EXPECT_EQ(*first.find("tools"), Value(Value::Sequence{function_tool}));
+  EXPECT_EQ(*first.find("response_format"), strict_format());
+
+  const Value second = requests[1].json();
+  const Value& turns = *second.find("messages");
+  ASSERT_EQ(turns.as_sequence().size(), 6u);  // system, user, assistant, three tool messages
+  const Value& assistant = turns.as_sequence()[2];
+  EXPECT_EQ(*assistant.find("role"), Value("assistant"));
+  EXPECT_EQ(assistant.find("tool_calls")->as_sequence().size(), 3u);
+  const struct {
+    const char* id;
+    std::string content;
+    bool prefix;
+  } kAnswers[] = {
+      {"c1", "x = 1\n", false},
+      {"c2", "error: the arguments of tool 'read_file' are not JSON: ", true},
+      {"c3", "error: there is no tool named 'grep'; the tools are: read_file", false},
+  };
+  for (std::size_t i = 0; i < 3; ++i) {
+    const Value& m = turns.as_sequence()[3 + i];
+    EXPECT_EQ(*m.find("role"), Value("tool"));
+    EXPECT_EQ(*m.find("tool_call_id"), Value(kAnswers[i].id));
+    const std::string& content = m.find("content")->as_string();
+    if (kAnswers[i].prefix) {
+      EXPECT_EQ(content.rfind(kAnswers[i].content, 0), 0u) << content;
+    } else {
+      EXPECT_EQ(content, kAnswers[i].content);
+    }
+  }
+}
+
+TEST(ChatCompletionsClient, EndlessToolCallsStopAtTheIterationCap) {
+  StubServer stub(replies({answer(chat_tool_calls({{"c", "read_file", R"({"path": "a.py"})"}}))}));
+  auto options = chat_options(stub.url());
+  options.structured_output = false;
+  ChatCompletionsClient client(options);
+  FileTool files(FileTool::Files{{"a.py", "x"}});
+  const CompletionResult result = client.complete_with_tools(
+      user_turn("review"), {.tools = Value::Sequence{read_file_definition()},
+                            .tool_handlers = {{"read_file", files.handler()}},
+                            .max_iterations = 2,
+                            .max_tokens = 100,
+                            .output_config = output_config_for_three_state()});
+  EXPECT_EQ(result.iterations_used, 2);
+  EXPECT_EQ(result.hit_iteration_cap, true);
+  EXPECT_EQ(result.stop_reason, "tool_use");
+  const auto requests = stub.requests();
+  ASSERT_EQ(requests.size(), 2u);
+  EXPECT_EQ(requests[0].json().find("response_format"), nullptr);
+}
+
+}  // namespace
+}  // namespace tessik::testing

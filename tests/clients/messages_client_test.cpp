@@ -1,0 +1,180 @@
+// The Messages client against the stub server: what goes on the wire, the
+// tool-use exchange through real handlers, the iteration cap and usage.
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include <tessik/clients/messages_client.hpp>
+#include <tessik/finding_schema.hpp>
+#include <tessik/foundation/json.hpp>
+
+#include "client_fixtures.hpp"
+
+namespace tessik::testing {
+namespace {
+
+using clients::MessagesClient;
+
+TEST(MessagesClient, PlainCallSendsTheRequestAsBuiltAndReadsTheReply) {
+  StubServer stub(replies({answer(messages_text("{\"status\": \"clean\"}", "max_tokens"))}));
+  MessagesClient client(messages_options(stub.url()));
+  const Value system = system_blocks();
+  const CompletionResult result = client.complete(
+      user_turn("review this"),
+      {.system = system, .cache_key = "k", .agent_name = "wynn", .max_tokens = 512});
+
+  EXPECT_EQ(result.text, "{\"status\": \"clean\"}");
+  EXPECT_EQ(result.stop_reason, "max_tokens");
+  EXPECT_EQ(result.iterations_used, 1);
+  EXPECT_EQ(result.hit_iteration_cap, false);
+
+  const auto requests = stub.requests();
+  ASSERT_EQ(requests.size(), 1u);
+  const StubRequest& r = requests[0];
+  EXPECT_EQ(r.path, "/v1/messages");
+  EXPECT_EQ(r.header("x-api-key"), kApiKey);
+  EXPECT_EQ(r.header("anthropic-version"), "2023-06-01");
+  EXPECT_EQ(r.header("content-type"), "application/json");
+  // The system blocks byte for byte, cache marker included.
+  EXPECT_NE(r.body.find("\"system\": " + to_json(system)), std::string::npos) << r.body;
+  const Value body = r.json();
+  EXPECT_EQ(*body.find("system"), system);
+  EXPECT_EQ(*body.find("model"), Value("test-model"));
+  EXPECT_EQ(*body.find("max_tokens"), Value(512));
+  EXPECT_EQ(*body.find("messages"), user_turn("review this"));
+  EXPECT_EQ(body.find("tools"), nullptr);
+  EXPECT_EQ(body.find("output_config"), nullptr);
+  EXPECT_EQ(body.find("thinking"), nullptr);
+
+  const auto usage = client.usage().by_agent();
+  ASSERT_EQ(usage.count("wynn"), 1u);
+  EXPECT_EQ(usage.at("wynn"), (clients::TokenUsage{.input_tokens = 10,
+                                                   .output_tokens = 5,
+                                                   .cache_write_tokens = 100,
+                                                   .cache_read_tokens = 7,
+                                                   .requests = 1}));
+}
+
+TEST(MessagesClient, ToolExchangeRunsTheHandlersAndSendsTheResultsBack) {
+  StubServer stub(replies({
+      answer(messages_tool_use({{"t1", "read_file", Value::Mapping{{"path", "a.py"}}}}),
+             {{"times", 1}}),
+      answer(messages_tool_use({{"t2", "delete_repo", Value::Mapping{}},
+                                {"t3", "read_file", Value("a.py")},
+                                {"t4", "read_file", Value::Mapping{{"path", "missing.py"}}}}),
+             {{"times", 1}}),
+      answer(messages_text("{\"status\": \"clean\", \"summary\": \"ok\", \"confidence\": 1}")),
+  }));
+  MessagesClient client(messages_options(stub.url()));
+  FileTool files(FileTool::Files{{"a.py", "x = 1\n"}});
+  const Value output_config = output_config_for_three_state();
+  const CompletionResult result = client.complete_with_tools(
+      user_turn("review"), {.system = system_blocks(),
+                            .tools = Value::Sequence{read_file_definition()},
+                            .tool_handlers = {{"read_file", files.handler()}},
+                            .max_iterations = 5,
+                            .agent_name = "corvin",
+                            .max_tokens = 8192,
+                            .output_config = output_config,
+                            .reasoning_enabled = true});
+
+  EXPECT_EQ(result.text, "{\"status\": \"clean\", \"summary\": \"ok\", \"confidence\": 1}");
+  EXPECT_EQ(result.stop_reason, "end_turn");
+  EXPECT_EQ(result.iterations_used, 3);
+  EXPECT_EQ(result.hit_iteration_cap, false);
+  // The string input and the unknown tool never reach a handler.
+  EXPECT_EQ(files.inputs(), (std::vector<Value>{Value::Mapping{{"path", "a.py"}},
+                                                Value::Mapping{{"path", "missing.py"}}}));
+
+  const auto requests = stub.requests();
+  ASSERT_EQ(requests.size(), 3u);
+  for (const StubRequest& r : requests) {
+    const Value body = r.json();
+    EXPECT_EQ(*body.find("tools"), Value(Value::Sequence{read_file_definition()}));
+    EXPECT_EQ(*body.find("system"), system_blocks());
+    EXPECT_EQ(*body.find("output_config"),
+              Value(Value::Mapping{
+                  {"format", Value::Mapping{{"type", "json_schema"},
+                                            {"schema", *output_config.find("schema")}}}}));
+    EXPECT_EQ(*body.find("thinking"),
+              Value(Value::Mapping{{"type", "enabled"}, {"budget_tokens", 4096}}));
+  }
+  const Value second = requests[1].json();
+  const Value& turns = *second.find("messages");
+  ASSERT_EQ(turns.as_sequence().size(), 3u);
+  EXPECT_EQ(
+      *turns.as_sequence()[1].find("content"),
+      *messages_tool_use({{"t1", "read_file", Value::Mapping{{"path", "a.py"}}}}).find("content"));
+  EXPECT_EQ(*turns.as_sequence()[2].find("content"),
+            Value(Value::Sequence{Value::Mapping{
+                {"type", "tool_result"}, {"tool_use_id", "t1"}, {"content", "x = 1\n"}}}));
+
+  const Value third = requests[2].json();
+  const Value& results = *third.find("messages")->as_sequence().back().find("content");
+  ASSERT_EQ(results.as_sequence().size(), 3u);
+  const struct {
+    const char* id;
+    const char* says;
+  } kErrors[] = {
+      {"t2", "there is no tool named 'delete_repo'; the tools are: read_file"},
+      {"t3", "the input of tool 'read_file' must be an object, not a string"},
+      {"t4", "tool 'read_file' failed: no file missing.py"},
+  };
+  for (std::size_t i = 0; i < 3; ++i) {
+    const Value& item = results.as_sequence()[i];
+    EXPECT_EQ(*item.find("tool_use_id"), Value(kErrors[i].id));
+    EXPECT_EQ(*item.find("content"), Value(kErrors[i].says));
+    EXPECT_EQ(*item.find("is_error"), Value(true));
+  }
+  EXPECT_EQ(client.usage().by_agent().at("corvin").requests, 3);
+}
+
+TEST(MessagesClient, EndlessToolUseStopsAtTheIterationCap) {
+  StubServer stub(
+      replies({answer(messages_tool_use({{"t", "read_file", Value::Mapping{{"path", "a.py"}}}}))}));
+  MessagesClient client(messages_options(stub.url()));
+  FileTool files(FileTool::Files{{"a.py", "x"}});
+  const CompletionResult result = client.complete_with_tools(
+      user_turn("review"), {.tools = Value::Sequence{read_file_definition()},
+                            .tool_handlers = {{"read_file", files.handler()}},
+                            .max_iterations = 3,
+                            .max_tokens = 100});
+  EXPECT_EQ(result.iterations_used, 3);
+  EXPECT_EQ(result.hit_iteration_cap, true);
+  EXPECT_EQ(result.stop_reason, "tool_use");
+  EXPECT_EQ(result.text, "Let me look.");
+  EXPECT_EQ(stub.requests().size(), 3u);
+  EXPECT_EQ(files.inputs().size(), 2u);  // the capped round's call is not run
+}
+
+TEST(MessagesClient, ThinkingBudgetFollowsMaxTokensAndStructuredOutputCanBeOff) {
+  struct Case {
+    const char* name;
+    std::int64_t max_tokens;
+    bool structured;
+    Value thinking;  // null: no thinking sent
+  };
+  const Case kCases[] = {
+      {"budget lowered below max_tokens", 2000, true,
+       Value::Mapping{{"type", "enabled"}, {"budget_tokens", 1999}}},
+      {"too small a budget leaves thinking off", 1024, false, Value()},
+  };
+  for (const Case& c : kCases) {
+    SCOPED_TRACE(c.name);
+    StubServer stub(replies({answer(messages_text("x"))}));
+    auto options = messages_options(stub.url());
+    options.structured_output = c.structured;
+    MessagesClient client(options);
+    client.complete_with_tools(user_turn("u"), {.max_iterations = 1,
+                                                .max_tokens = c.max_tokens,
+                                                .output_config = output_config_for_three_state(),
+                                                .reasoning_enabled = true});
+    const Value body = stub.requests().at(0).json();
+    const Value* thinking = body.find("thinking");
+    EXPECT_EQ(thinking ? *thinking : Value(), c.thinking);
+    EXPECT_EQ(body.find("output_config") != nullptr, c.structured);
+  }
+}
+
+}  // namespace
+}  // namespace tessik::testing

@@ -1,0 +1,135 @@
+// The change `review --git` reviews: produced by libgit2, it must split into
+// the same files as the `git diff` command's own output, byte for byte.
+#include "git/git_change.hpp"
+
+#include <gtest/gtest.h>
+
+#include <tessik/foundation/errors.hpp>
+
+#include "diff_split.hpp"
+#include "git/git_handles.hpp"
+#include "git_repo.hpp"
+
+namespace tessik::cli {
+namespace {
+
+using testing::GitRepo;
+
+// Three commits, then uncommitted edits: CR LF line ends, a byte that is not
+// UTF-8, a binary file, a rename, a deletion and a new staged file.
+class History : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    repo.write("a.txt", "one\ntwo\nthree\n");
+    repo.write("crlf.txt", "first\r\nsecond\r\n");
+    repo.write("gone.txt", "to be deleted\n");
+    repo.write("moved_from.txt", std::string(200, 'm') + "\n");
+    repo.commit("root");
+    repo.write("a.txt", "one\n2\nthree\n");
+    repo.commit("second");
+    repo.write("crlf.txt", "first\r\nchanged \xe9\r\n");
+    repo.write("bin.dat", std::string("\0\1\2", 3));
+    repo.commit("third");
+    repo.write("a.txt", "one\n2\nthree\nfour");
+    repo.git("rm -q gone.txt");
+    repo.git("mv moved_from.txt moved_to.txt");
+    repo.write("staged.txt", "new\n");
+    repo.git("add staged.txt");
+  }
+  GitRepo repo;
+};
+
+TEST_F(History, EveryRangeFormGivesTheFilesGitDiffGives) {
+  struct Case {
+    std::optional<std::string> range;
+    const char* git_args;  // the equivalent `git diff` command line
+  };
+  const Case cases[] = {
+      {std::nullopt, "diff HEAD"},
+      {"HEAD~2..HEAD", "diff HEAD~2 HEAD"},
+      {"HEAD~1", "diff HEAD~2 HEAD~1"},
+      {"HEAD~2", "diff 4b825dc642cb6eb9a060e54bf8d69288fbee4904 HEAD~2"},  // the root commit
+      {"HEAD~1...HEAD", "diff HEAD~1 HEAD"},
+  };
+  for (const Case& c : cases) {
+    const GitChange change = read_git_change(repo.path(), c.range);
+    EXPECT_EQ(split_unified_diff(change.patch),
+              split_unified_diff(repo.git(std::string("-c diff.noprefix=false ") + c.git_args)))
+        << c.git_args;
+    EXPECT_EQ(change.new_tree.has_value(), c.range.has_value()) << c.git_args;
+  }
+}
+
+TEST_F(History, BytesOfTheDiffArePassedOnUnchanged) {
+  const std::vector<FileChange> files =
+      split_unified_diff(read_git_change(repo.path(), "HEAD").patch);
+  ASSERT_EQ(files.size(), 2u);
+  EXPECT_EQ(files[0].file_path, "bin.dat");
+  EXPECT_EQ(files[0].diff, "Binary files /dev/null and b/bin.dat differ");
+  EXPECT_EQ(files[1].file_path, "crlf.txt");
+  EXPECT_NE(files[1].diff.find("-second\r\n+changed \xe9\r"), std::string::npos) << files[1].diff;
+}
+
+TEST_F(History, TheWorkingTreeChangeNamesTheRepositoryTop) {
+  const GitChange change = read_git_change(repo.path() / ".", std::nullopt);
+  EXPECT_EQ(std::filesystem::canonical(change.top_level), repo.path());
+  const auto paths = [&] {
+    std::vector<std::string> out;
+    for (const FileChange& f : split_unified_diff(change.patch)) out.push_back(f.file_path);
+    return out;
+  }();
+  EXPECT_EQ(paths, (std::vector<std::string>{"a.txt", "gone.txt", "moved_to.txt", "staged.txt"}));
+}
+
+TEST(GitChange, BadInputsNameWhatIsWrong) {
+  GitRepo repo;
+  repo.write("a.txt", "a\n");
+  repo.commit("one");
+  testing::TempDir plain;
+  struct Case {
+    std::filesystem::path dir;
+    std::optional<std::string> range;
+    const char* message;
+  };
+  const Case cases[] = {
+      {plain.path(), std::nullopt, "is not inside a git repository"},
+      {repo.path(), "nosuchbranch", "git does not know the revision range 'nosuchbranch'"},
+      {repo.path(), "HEAD..nosuch", "git does not know the revision range 'HEAD..nosuch'"},
+      {repo.path(), "HEAD~5", "git does not know the revision range 'HEAD~5'"},
+  };
+  for (const Case& c : cases) {
+    try {
+      read_git_change(c.dir, c.range);
+      ADD_FAILURE() << c.message;
+    } catch (const git::GitError& e) {
+      EXPECT_NE(std::string(e.what()).find(c.message), std::string::npos) << e.what();
+    }
+  }
+}
+
+TEST(GitChange, NothingChangedGivesAnEmptyPatch) {
+  GitRepo repo;
+  EXPECT_EQ(read_git_change(repo.path(), std::nullopt).patch, "");  // no commit yet
+  repo.write("a.txt", "a\n");
+  repo.commit("one");
+  EXPECT_EQ(read_git_change(repo.path(), std::nullopt).patch, "");
+}
+
+TEST(GitChange, ThePatchSizeLimitHoldsAtItsValueAndIsNamedPastIt) {
+  GitRepo repo;
+  repo.write("a.txt", "a\n");
+  repo.commit("one");
+  repo.write("a.txt", "b\n");
+  const std::size_t size = read_git_change(repo.path(), std::nullopt).patch.size();
+  EXPECT_EQ(read_git_change(repo.path(), std::nullopt, size).patch.size(), size);
+  try {
+    read_git_change(repo.path(), std::nullopt, size - 1);
+    ADD_FAILURE() << "no limit";
+  } catch (const InvalidValueError& e) {
+    EXPECT_EQ(std::string(e.what()), "the change is larger than the text-file limit of " +
+                                         std::to_string(size - 1) + " bytes");
+  }
+}
+
+}  // namespace
+}  // namespace tessik::cli

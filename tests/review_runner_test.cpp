@@ -1,0 +1,182 @@
+// The concurrent review runner and the recordings a live review writes.
+#include "review_runner.hpp"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+
+#include <tessik/foundation/errors.hpp>
+
+#include "fake_client.hpp"
+#include "recording_client.hpp"
+#include "replay_client.hpp"
+#include "temp_dir.hpp"
+
+namespace tessik::cli {
+namespace {
+
+using namespace std::chrono_literals;
+
+const char kClean[] = R"({"status": "clean", "summary": "fine", "confidence": 0.9})";
+const std::vector<FileChange> kChanges{{"a.py", "@@ -1 +1 @@\n-a\n+b"}};
+
+// Watches the calls the agents make: their order of starting and finishing,
+// and how many ran at once. Each call is held until `meet` calls (not
+// counting the agent `alone`) have started, or a generous wait has passed,
+// so calls that may overlap do. `once_started` runs right after the start is
+// logged, outside the lock (a client's tool call during its request).
+class CallLog {
+ public:
+  explicit CallLog(std::size_t meet, std::string alone = "")
+      : meet_(meet), alone_(std::move(alone)) {}
+  CompletionResult call(const std::string& agent, const std::function<void()>& once_started = {}) {
+    std::unique_lock lock(mutex_);
+    events_.push_back("start " + agent);
+    max_running_ = std::max(max_running_, ++running_);
+    if (agent != alone_) ++arrived_;
+    met_.notify_all();
+    if (once_started) {
+      lock.unlock();
+      once_started();
+      lock.lock();
+    }
+    if (agent != alone_) met_.wait_for(lock, 10s, [&] { return arrived_ >= meet_; });
+    --running_;
+    events_.push_back("end " + agent);
+    if (agent == "peregrin") throw std::runtime_error("connection refused");
+    return {.text = kClean};
+  }
+  std::vector<std::string> events() const {
+    std::lock_guard lock(mutex_);
+    return events_;
+  }
+  std::size_t max_running() const {
+    std::lock_guard lock(mutex_);
+    return max_running_;
+  }
+
+ private:
+  mutable std::mutex mutex_;
+  std::condition_variable met_;
+  std::size_t meet_, arrived_ = 0, running_ = 0, max_running_ = 0;
+  std::string alone_;
+  std::vector<std::string> events_;
+};
+
+std::vector<LoadedAgent> agents_with(const std::shared_ptr<AIClient>& client) {
+  return load_all_agents(AIConfig{.ai_max_tokens = 100, .custom_agents_dir = std::nullopt}, client);
+}
+
+std::vector<AgentOutcome> run_with(CallLog& log, RunSettings settings) {
+  auto client = std::make_shared<testing::ExampleClient>();
+  client->responder = [&log](const Value&, const std::string& agent) { return log.call(agent); };
+  return run_agents(agents_with(client), kChanges, nullptr, settings);
+}
+
+TEST(ReviewRunner, WarmUpFinishesTheFirstCallBeforeAnyOtherStarts) {
+  CallLog log(3, "corvin");  // the three later calls meet and run together
+  const auto outcomes = run_with(log, {.jobs = 0, .cache_warmup = true});
+  const std::vector<std::string> events = log.events();
+  ASSERT_EQ(events.size(), 8u);
+  EXPECT_EQ(events[0], "start corvin");
+  EXPECT_EQ(events[1], "end corvin");
+  EXPECT_EQ(log.max_running(), 3u);
+}
+
+TEST(ReviewRunner, WithoutWarmUpEveryCallStartsAtOnce) {
+  CallLog log(4);
+  run_with(log, {.jobs = 0, .cache_warmup = false});
+  EXPECT_EQ(log.max_running(), 4u);
+}
+
+TEST(ReviewRunner, JobsBoundTheCallsRunningTogether) {
+  for (std::size_t jobs : {1u, 2u}) {
+    CallLog log(jobs);
+    run_with(log, {.jobs = jobs, .cache_warmup = false});
+    EXPECT_EQ(log.max_running(), jobs);
+  }
+}
+
+TEST(ReviewRunner, OutcomesKeepTheAgentOrderAndAFailureStaysWithItsAgent) {
+  CallLog log(3, "corvin");
+  const auto outcomes = run_with(log, {.jobs = 0, .cache_warmup = true});
+  std::vector<std::string> names;
+  for (const AgentOutcome& o : outcomes) names.push_back(o.agent);
+  EXPECT_EQ(names, (std::vector<std::string>{"corvin", "hesper", "peregrin", "wynn"}));
+  for (const AgentOutcome& o : outcomes) {
+    EXPECT_EQ(o.verdict.has_value(), o.agent != "peregrin") << o.agent;
+  }
+  EXPECT_EQ(outcomes[2].failure_kind, "ClientError");
+  EXPECT_EQ(outcomes[2].failure_message, "connection refused");
+  EXPECT_EQ(outcomes[2].call_site, "ExampleClient.complete");
+}
+
+// Starts its call in a CallLog, calls the first tool it is given, then
+// answers: the tool call comes after the start is logged, as a model's
+// request for a tool comes after the request went out.
+class ToolCallingClient final : public AIClient {
+ public:
+  explicit ToolCallingClient(CallLog& log) : log_(log) {}
+  CompletionResult complete(const Value&, const CompleteOptions& o) override {
+    return log_.call(o.agent_name);
+  }
+  bool offers_tools() const noexcept override { return true; }
+  CompletionResult complete_with_tools(const Value&, const ToolCompleteOptions& o) override {
+    return log_.call(o.agent_name, [&] { o.tool_handlers.begin()->second(Value::Mapping{}); });
+  }
+
+ private:
+  CallLog& log_;
+};
+
+TEST(ReviewRunner, WarmUpEndsWhenTheFirstAgentsModelAsksForATool) {
+  CallLog log(4);  // the first agent's call waits for the other three
+  const auto signal = std::make_shared<FirstAnswer>();
+  const ReviewerTools tools =
+      notifying_tools({.read_file_tool = testing::FakeTool::named("read_file")}, signal);
+  const std::vector<LoadedAgent> agents =
+      load_all_agents(AIConfig{.ai_max_tokens = 100, .custom_agents_dir = std::nullopt},
+                      std::make_shared<ToolCallingClient>(log), std::nullopt, tools);
+  run_agents(agents, kChanges, nullptr, {.jobs = 0, .cache_warmup = true, .first_answer = signal});
+  EXPECT_EQ(log.max_running(), 4u);
+  EXPECT_EQ(log.events().front(), "start corvin");
+}
+
+TEST(Recording, WhatIsRecordedReplaysAsTheSameResult) {
+  const CompletionResult cases[] = {
+      {.text = kClean},
+      {.text = "caf\xC3\xA9 {\n\"x\"\n", .stop_reason = "max_tokens"},
+      {.text = "", .stop_reason = "end_turn", .iterations_used = 5, .hit_iteration_cap = true},
+      {.text = "t", .iterations_used = 0, .hit_iteration_cap = false},
+  };
+  testing::TempDir dir;
+  const ReplayClient replay(dir / "recorded/deeper");
+  for (const CompletionResult& c : cases) {
+    write_recording(dir / "recorded/deeper", "wynn", c);
+    const CompletionResult back = replay.replay("wynn");
+    EXPECT_EQ(back.text, c.text);
+    EXPECT_EQ(back.stop_reason, c.stop_reason);
+    EXPECT_EQ(back.iterations_used, c.iterations_used);
+    EXPECT_EQ(back.hit_iteration_cap, c.hit_iteration_cap);
+  }
+}
+
+TEST(Recording, TheWrapperPassesThroughAndNamesTheLiveClient) {
+  testing::TempDir dir;
+  auto inner = std::make_shared<testing::ExampleClient>(
+      true, CompletionResult{.text = kClean, .iterations_used = 3});
+  RecordingClient client(inner, dir.path());
+  EXPECT_EQ(client.type_name(), "ExampleClient");
+  EXPECT_TRUE(client.offers_tools());
+  EXPECT_EQ(client.complete_with_tools(Value::Sequence{}, {.agent_name = "hesper"}).text, kClean);
+  EXPECT_EQ(client.iterations("hesper"), 3);
+  EXPECT_EQ(client.iterations("wynn"), std::nullopt);
+  EXPECT_EQ(ReplayClient(dir.path()).replay("hesper").iterations_used, 3);
+  EXPECT_THROW(client.complete(Value::Sequence{}, {.agent_name = "../x"}), InvalidValueError);
+}
+
+}  // namespace
+}  // namespace tessik::cli
