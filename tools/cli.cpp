@@ -6,6 +6,7 @@
 
 #include "commands.hpp"
 #include "diff_split.hpp"
+#include "failure.hpp"
 
 namespace tessik::cli {
 namespace {
@@ -74,10 +75,9 @@ int run_cli(std::span<const std::string> args, const Io& io) {
     io.err << "tessik-agents " << name << ": " << e.what() << "\nRun 'tessik-agents " << name
            << " --help' for usage.\n";
     return EXIT_USAGE;
-  } catch (const Error& e) {
-    io.err << "tessik-agents " << name << ": " << e.class_name() << ": " << e.what() << '\n';
-  } catch (const std::exception& e) {
-    io.err << "tessik-agents " << name << ": " << e.what() << '\n';
+  } catch (...) {
+    const Failure f = current_failure();
+    io.err << "tessik-agents " << name << ": " << f.kind << ": " << f.message << '\n';
   }
   return EXIT_FAILED;
 }

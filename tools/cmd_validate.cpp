@@ -7,6 +7,7 @@
 
 #include "agent_set.hpp"
 #include "commands.hpp"
+#include "failure.hpp"
 #include "render.hpp"
 
 namespace tessik::cli {
@@ -22,12 +23,10 @@ Outcome check(const std::string& file) {
   Outcome o{.file = file};
   try {
     o.definition = load_agent_definition(file);
-  } catch (const Error& e) {
-    o.error_kind = e.class_name();
-    o.error_message = e.what();
-  } catch (const std::exception& e) {
-    o.error_kind = "Error";
-    o.error_message = e.what();
+  } catch (...) {
+    Failure f = current_failure();
+    o.error_kind = std::move(f.kind);
+    o.error_message = std::move(f.message);
   }
   return o;
 }

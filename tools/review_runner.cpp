@@ -5,7 +5,7 @@
 #include <memory>
 #include <thread>
 
-#include <tessik/foundation/errors.hpp>
+#include "failure.hpp"
 
 namespace tessik::cli {
 namespace {
@@ -16,16 +16,11 @@ AgentOutcome run_one(const LoadedAgent& agent, std::span<const FileChange> chang
   const auto start = std::chrono::steady_clock::now();
   try {
     o.verdict = agent.analyse(changes, shared);
-  } catch (const Error& e) {
-    o.failure_kind = e.class_name();
-    o.failure_message = e.what();
-    o.call_site = e.call_site().value_or("");
-  } catch (const std::exception& e) {
-    o.failure_kind = "Error";
-    o.failure_message = e.what();
   } catch (...) {
-    o.failure_kind = "Error";
-    o.failure_message = "the analysis failed with an unknown exception";
+    Failure f = current_failure();
+    o.failure_kind = std::move(f.kind);
+    o.failure_message = std::move(f.message);
+    o.call_site = std::move(f.call_site);
   }
   o.elapsed = std::chrono::steady_clock::now() - start;
   return o;
