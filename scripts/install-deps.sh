@@ -9,7 +9,7 @@ packages=(
   libyaml-dev libpcre2-dev libssl-dev libicu-dev nlohmann-json3-dev libsimdjson-dev
   libcurl4-openssl-dev python3
   libgtest-dev libgmock-dev libbenchmark-dev
-  libgit2-dev
+  libgit2-dev libcli11-dev
   clang clang-format clang-tidy libclang-rt-dev
 )
 

@@ -77,6 +77,71 @@ TEST(CliUsage, EverySubcommandHasHelp) {
   EXPECT_EQ(run({"--help"}).status, EXIT_OK);
 }
 
+TEST(CliUsage, UsageMessagesNameTheProblemInTheCommandsTerms) {
+  const struct {
+    std::vector<std::string> args;
+    std::string message;
+  } cases[] = {
+      {{"list", "--bogus"}, "unknown option --bogus"},
+      {{"list", "--bogus=3"}, "unknown option --bogus"},
+      {{"list", "-x"}, "unknown option -x"},
+      {{"list", "extra"}, "takes at most 0 arguments, got 1"},
+      {{"show", "a", "b"}, "takes at most 1 argument, got 2"},
+      {{"show"}, "needs NAME"},
+      {{"validate", "--json=yes", "a.yaml"}, "--json takes no value"},
+      {{"prompt", "--diff"}, "--diff needs a value (FILE)"},
+      {{"prompt", "--diff="}, "--diff needs a value (FILE)"},
+      {{"prompt", "--agent", "x"}, "--diff FILE is required"},
+      {{"review", "--diff", kExampleDiff}, "--replies DIR is required"},
+  };
+  for (const auto& c : cases) {
+    const Outcome r = run(c.args);
+    EXPECT_EQ(r.status, EXIT_USAGE) << ::testing::PrintToString(c.args);
+    EXPECT_EQ(r.err, "tessik-agents " + c.args[0] + ": " +
+                         (c.message.starts_with("-") || c.message.starts_with("unknown")
+                              ? c.message
+                              : c.args[0] + " " + c.message) +
+                         "\nRun 'tessik-agents " + c.args[0] + " --help' for usage.\n");
+  }
+}
+
+TEST(CliUsage, CommandLineFormsThatParse) {
+  TempDir dir;
+  const std::string good = dir.write("a.yaml", kValidAgent);
+  // "--" ends the options; "--name=value" and a repeated option (the last wins).
+  EXPECT_EQ(run({"validate", "--", good}).status, EXIT_OK);
+  const Outcome r = run({"show", "--builtin=/nonexistent", "--builtin",
+                         (kSource / "agents").string(), "hesper", "--json"});
+  EXPECT_EQ(r.status, EXIT_OK) << r.err;
+  EXPECT_TRUE(r.out.starts_with("{")) << r.out;
+}
+
+TEST(CliUsage, HelpTextsAlignTheirOptionColumn) {
+  for (const char* command : {"list", "show", "validate", "prompt", "review"}) {
+    const std::string out = run({command, "-h"}).out;
+    const std::size_t options = out.find("\noptions:\n");
+    ASSERT_NE(options, std::string::npos) << out;
+    std::istringstream lines(out.substr(options + 10));
+    std::size_t column = std::string::npos;
+    for (std::string line; std::getline(lines, line) && !line.empty();) {
+      const std::size_t gap = line.find("  ", 2);
+      ASSERT_NE(gap, std::string::npos) << line;
+      const std::size_t help = line.find_first_not_of(' ', gap);
+      if (column == std::string::npos) column = help;
+      EXPECT_EQ(help, column) << command << ": " << line;
+    }
+    EXPECT_NE(out.find("  -h, --help  "), std::string::npos) << out;
+  }
+}
+
+TEST(CliUsage, VersionNamesTheTool) {
+  const Outcome r = run({"--version"});
+  EXPECT_EQ(r.status, EXIT_OK);
+  EXPECT_TRUE(r.out.starts_with("tessik-agents ")) << r.out;
+  EXPECT_NE(r.out.find_first_of("0123456789"), std::string::npos) << r.out;
+  EXPECT_TRUE(r.out.ends_with("\n"));
+}
+
 TEST(CliList, CustomAgentOverridesInPlaceAndWarningsFollowTheList) {
   TempDir custom;
   custom.write("hesper.yaml", "name: hesper\ndisplay_name: House Security\nrole: r\n");

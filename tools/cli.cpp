@@ -24,7 +24,8 @@ void print_overview(std::ostream& os) {
     os << "  " << c.syntax.name << std::string(10 - c.syntax.name.size(), ' ') << c.syntax.summary
        << '\n';
   }
-  os << "\nRun 'tessik-agents COMMAND --help' for a command's options.\n";
+  os << "\nRun 'tessik-agents COMMAND --help' for a command's options,\n"
+        "'tessik-agents --version' for the version.\n";
 }
 
 }  // namespace
@@ -52,6 +53,10 @@ int run_cli(std::span<const std::string> args, const Io& io) {
   }
   if (args[0] == "-h" || args[0] == "--help" || args[0] == "help") {
     print_overview(io.out);
+    return EXIT_OK;
+  }
+  if (args[0] == "--version") {
+    io.out << "tessik-agents " << TESSIK_VERSION << '\n';
     return EXIT_OK;
   }
   const Command* command = nullptr;

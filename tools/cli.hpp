@@ -3,6 +3,8 @@
 //   std::vector<std::string> args{"validate", "agents/custom.md"};
 //   int status = tessik::cli::run_cli(args, {std::cin, std::cout, std::cerr});
 //
+// `tessik-agents --version` prints "tessik-agents " and the project version.
+//
 // Exit statuses: 0 success; 1 a checked file is invalid, an input cannot be
 // read, or a review yields an error verdict; 2 a usage error (unknown
 // command or option, missing argument).

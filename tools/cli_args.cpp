@@ -1,5 +1,6 @@
 #include "cli_args.hpp"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <sstream>
 
@@ -15,14 +16,62 @@ bool ParsedArgs::flag(const std::string& name) const { return values_.contains(n
 
 namespace {
 
-const OptionSyntax* find_option(const CommandSyntax& syntax, std::string_view name) {
-  auto it = std::find_if(syntax.options.begin(), syntax.options.end(),
-                         [&](const OptionSyntax& o) { return o.name == name; });
-  return it == syntax.options.end() ? nullptr : &*it;
-}
-
 std::string count_words(std::size_t n) {
   return n == 1 ? "1 argument" : std::to_string(n) + " arguments";
+}
+
+// One declared option as CLI11 sees it. A value option accepts zero or one
+// value each time it is given, so that a missing value reaches us as an empty
+// result and can be worded in the command's terms, and keeps every
+// occurrence (the last one wins); a flag keeps whatever `--flag=x` gave so
+// that a value given to it can be refused.
+struct Registered {
+  const OptionSyntax* syntax;
+  CLI::Option* option;
+};
+
+std::vector<Registered> register_options(CLI::App& app, const CommandSyntax& syntax) {
+  std::vector<Registered> out;
+  for (const OptionSyntax& o : syntax.options) {
+    CLI::Option* option = o.takes_value ? app.add_option("--" + o.name)
+                                              ->expected(0, 1)
+                                              ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+                                        : app.add_flag("--" + o.name);
+    out.push_back({&o, option});
+  }
+  return out;
+}
+
+// The words CLI11 could not place: options nobody declared. "--" is the end
+// of the options, which CLI11 reports among them.
+void refuse_unknown(const CLI::App& app) {
+  for (const std::string& word : app.remaining()) {
+    if (word == "--") continue;
+    const std::size_t eq = word.starts_with("--") ? word.find('=') : std::string::npos;
+    throw UsageError("unknown option " + word.substr(0, eq));
+  }
+}
+
+// Reads the value of each option CLI11 matched, in declaration order.
+void take_values(const std::vector<Registered>& registered,
+                 std::map<std::string, std::string>& values) {
+  for (const Registered& r : registered) {
+    if (r.option->count() == 0) continue;
+    const std::vector<std::string>& results = r.option->results();
+    const std::string& name = r.syntax->name;
+    if (!r.syntax->takes_value) {
+      // CLI11 records a bare flag as "true"; anything else came from "--flag=x".
+      if (std::any_of(results.begin(), results.end(),
+                      [](const std::string& v) { return v != "true"; })) {
+        throw UsageError("--" + name + " takes no value");
+      }
+      values[name] = "";
+    } else if (results.empty() || results.back().empty()) {
+      throw UsageError("--" + name + " needs a value (" + r.syntax->metavar + ")");
+    } else {
+      values[name] = results.back();  // a repeated option keeps its last value
+    }
+  }
 }
 
 }  // namespace
@@ -34,35 +83,21 @@ ParsedArgs parse_args(const CommandSyntax& syntax, std::span<const std::string> 
     parsed.help = true;
     return parsed;
   }
-  bool options_done = false;
-  for (std::size_t i = 0; i < args.size(); ++i) {
-    const std::string& arg = args[i];
-    if (options_done || arg == "-" || !arg.starts_with("-")) {
-      parsed.positional.push_back(arg);
-      continue;
-    }
-    if (arg == "--") {
-      options_done = true;
-      continue;
-    }
-    if (!arg.starts_with("--")) throw UsageError("unknown option " + arg);
-    const std::size_t eq = arg.find('=');
-    const std::string name = arg.substr(2, eq == std::string::npos ? std::string::npos : eq - 2);
-    const OptionSyntax* option = find_option(syntax, name);
-    if (option == nullptr) throw UsageError("unknown option --" + name);
-    if (!option->takes_value) {
-      if (eq != std::string::npos) throw UsageError("--" + name + " takes no value");
-      parsed.values_[name] = "";
-      continue;
-    }
-    if (eq != std::string::npos) {
-      parsed.values_[name] = arg.substr(eq + 1);
-    } else if (i + 1 < args.size()) {
-      parsed.values_[name] = args[++i];
-    } else {
-      throw UsageError("--" + name + " needs a value (" + option->metavar + ")");
-    }
+  CLI::App app{syntax.summary, syntax.name};
+  app.set_help_flag();  // -h/--help is answered above, before any check
+  app.allow_extras();   // unknown options are refused below, in our words
+  const std::vector<Registered> registered = register_options(app, syntax);
+  app.add_option("positional", parsed.positional)
+      ->expected(0, CLI::detail::expected_max_vector_size);
+
+  std::vector<std::string> reversed(args.rbegin(), args.rend());  // CLI11 pops from the back
+  try {
+    app.parse(reversed);
+  } catch (const CLI::ParseError& e) {
+    throw UsageError(e.what());
   }
+  refuse_unknown(app);
+  take_values(registered, parsed.values_);
   for (const OptionSyntax& o : syntax.options) {
     if (o.required && !parsed.values_.contains(o.name)) {
       throw UsageError("--" + o.name + " " + o.metavar + " is required");
@@ -91,7 +126,9 @@ std::string usage_text(const CommandSyntax& syntax) {
   os << "\n\n" << syntax.summary << "\n";
   if (!syntax.options.empty()) {
     os << "\noptions:\n";
-    std::size_t width = 0;
+    // The option column is at least as wide as "help" in "-h, --help", so
+    // that every help text starts in one column after at least two blanks.
+    std::size_t width = 8;
     for (const OptionSyntax& o : syntax.options) {
       width = std::max(width, o.name.size() + (o.takes_value ? o.metavar.size() + 1 : 0));
     }
@@ -99,7 +136,7 @@ std::string usage_text(const CommandSyntax& syntax) {
       std::string left = o.name + (o.takes_value ? " " + o.metavar : "");
       os << "  --" << left << std::string(width - left.size() + 2, ' ') << o.help << '\n';
     }
-    os << "  -h, --help" << std::string(width > 6 ? width - 6 : 0, ' ') << "show this help\n";
+    os << "  -h, --help" << std::string(width - 6, ' ') << "show this help\n";
   }
   if (!syntax.description.empty()) os << '\n' << syntax.description << '\n';
   return os.str();

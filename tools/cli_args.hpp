@@ -1,7 +1,8 @@
-// The small command-line parser of tessik-agents.
+// The command lines of tessik-agents' subcommands.
 //
 // Each subcommand declares its options and how many positional arguments it
-// takes; `parse_args` checks a command line against that declaration:
+// takes; `parse_args` checks a command line against that declaration (CLI11
+// splits the words; the messages and the help text are ours):
 //
 //   const CommandSyntax syntax{.name = "validate", .positional = "FILE...",
 //                          .min_positional = 1, .options = {{"json", false, "", "..."}}};
@@ -10,7 +11,8 @@
 //
 // Accepted forms: `--name value`, `--name=value`, `--flag`, `-h`/`--help`,
 // `-` as a positional (standard input) and `--` to end the options. Anything
-// else that begins with "-" is a usage error.
+// else that begins with "-" is a usage error, and so is `--name=` (an empty
+// value) or `--flag=x`.
 #ifndef TESSIK_TOOLS_CLI_ARGS_HPP_
 #define TESSIK_TOOLS_CLI_ARGS_HPP_
 
@@ -66,7 +68,8 @@ class ParsedArgs {
 
 // Parses `args` (the words after the subcommand name) against `syntax`.
 // Throws UsageError for an unknown option, a missing option value, a value
-// given to a flag, or a positional count outside the declared range. With
+// given to a flag, a missing required option, or a positional count outside
+// the declared range; the first of these in that order is reported. With
 // `-h`/`--help` anywhere, returns at once with `help` set and nothing checked.
 ParsedArgs parse_args(const CommandSyntax& syntax, std::span<const std::string> args);
 
