@@ -13,11 +13,6 @@
 namespace tessik::cli {
 namespace {
 
-// The token budget given to every loaded agent. Replies are recorded and the
-// budget is not part of the assembled request, so its value changes nothing
-// the tool shows; it matches a common reviewer setting.
-constexpr std::int64_t MAX_TOKENS = 8192;
-
 // At most `max_bytes` of `in`; InvalidValueError naming the limit past it.
 std::string read_stream_bytes(std::istream& in, std::size_t max_bytes) {
   std::string text;
@@ -50,20 +45,21 @@ std::string AgentSet::origin(const std::string& name) const {
   return overrides_builtin(name) ? "custom, overrides built-in" : "custom";
 }
 
-AgentSet load_agent_set(const ParsedArgs& args, const std::shared_ptr<AIClient>& client) {
+AgentSet load_agent_set(const ParsedArgs& args, const std::shared_ptr<AIClient>& client,
+                        const ReviewerTools& tools, std::int64_t max_tokens) {
   const std::optional<std::string> builtin = args.value("builtin");
-  const AIConfig config{.ai_max_tokens = MAX_TOKENS, .custom_agents_dir = args.value("custom")};
+  const AIConfig config{.ai_max_tokens = max_tokens, .custom_agents_dir = args.value("custom")};
   AgentSet set;
   {
     ScopedLogCapture capture(Log::agent, LogLevel::warning);
-    set.agents = load_all_agents(config, client, builtin);
+    set.agents = load_all_agents(config, client, builtin, tools);
     set.warnings = capture.messages();
   }
   // Where each agent came from: the built-in set alone, and the enabled
   // custom definitions. Their log lines repeat the ones above.
   ScopedLogCapture quiet(Log::agent, LogLevel::warning);
   for (const LoadedAgent& a :
-       load_all_agents(AIConfig{.ai_max_tokens = MAX_TOKENS, .custom_agents_dir = std::nullopt},
+       load_all_agents(AIConfig{.ai_max_tokens = max_tokens, .custom_agents_dir = std::nullopt},
                        client, builtin)) {
     set.builtin_names.insert(a.name());
   }
@@ -73,24 +69,26 @@ AgentSet load_agent_set(const ParsedArgs& args, const std::shared_ptr<AIClient>&
   return set;
 }
 
-std::vector<FileChange> read_changes(const ParsedArgs& args, std::istream& in) {
-  const std::optional<std::string> source = args.value("diff");
-  if (!source) throw UsageError("--diff FILE is required");
+std::string read_diff_bytes(const std::string& source, std::istream& in) {
   // A diff is bytes: CR LF line ends and bytes that are not UTF-8 reach the
   // agents unchanged, whichever way the diff comes in.
-  std::string text;
-  if (*source == "-") {
-    text = read_stream_bytes(in, kMaxTextFileBytes);
-  } else {
-    text = read_file_bytes(*source);
-  }
+  return source == "-" ? read_stream_bytes(in, kMaxTextFileBytes) : read_file_bytes(source);
+}
+
+std::vector<FileChange> split_change(std::string_view text, const std::string& described) {
   std::vector<FileChange> changes = split_unified_diff(text);
   if (changes.empty()) {
-    throw InvalidValueError((*source == "-" ? std::string("standard input") : *source) +
+    throw InvalidValueError(described +
                             " holds no file changes: expected a unified diff as `git diff` "
                             "writes it");
   }
   return changes;
+}
+
+std::vector<FileChange> read_changes(const ParsedArgs& args, std::istream& in) {
+  const std::optional<std::string> source = args.value("diff");
+  if (!source) throw UsageError("--diff FILE is required");
+  return split_change(read_diff_bytes(*source, in), *source == "-" ? "standard input" : *source);
 }
 
 std::optional<SharedAnalysisResult> read_shared(const ParsedArgs& args) {

@@ -33,7 +33,20 @@ struct AgentSet {
 
 // Loads the agents named by --builtin and --custom, every agent holding
 // `client`. Throws what loading throws (a missing built-in directory).
-AgentSet load_agent_set(const ParsedArgs& args, const std::shared_ptr<AIClient>& client);
+// Every agent is given `tools` and the token budget `max_tokens` (the
+// default matches a common reviewer setting; a replay never sends it).
+AgentSet load_agent_set(const ParsedArgs& args, const std::shared_ptr<AIClient>& client,
+                        const ReviewerTools& tools = {}, std::int64_t max_tokens = 8192);
+
+// The bytes of a diff: the file `source`, or `in` when it is "-". Throws
+// InvalidValueError naming the text-file limit past it, and what
+// `read_file_bytes` throws for an unreadable file.
+std::string read_diff_bytes(const std::string& source, std::istream& in);
+
+// `text` split into one change per file. Throws DiffFormatError for a
+// malformed diff and InvalidValueError naming `described` for a text without
+// any file change.
+std::vector<FileChange> split_change(std::string_view text, const std::string& described);
 
 // The change given by --diff (a file, or "-" for `in`), split into files.
 // Throws UsageError when --diff is missing, DiffFormatError for a malformed

@@ -67,11 +67,21 @@ void take_values(const std::vector<Registered>& registered,
       }
       values[name] = "";
     } else if (results.empty() || results.back().empty()) {
+      if (r.syntax->value_optional) {
+        values[name] = "";
+        continue;
+      }
       throw UsageError("--" + name + " needs a value (" + r.syntax->metavar + ")");
     } else {
       values[name] = results.back();  // a repeated option keeps its last value
     }
   }
+}
+
+// "name", "name DIR" or "name [RANGE]", as the option list shows it.
+std::string option_label(const OptionSyntax& o) {
+  if (!o.takes_value) return o.name;
+  return o.name + (o.value_optional ? " [" + o.metavar + "]" : " " + o.metavar);
 }
 
 }  // namespace
@@ -119,7 +129,7 @@ std::string usage_text(const CommandSyntax& syntax) {
   os << "usage: tessik-agents " << syntax.name;
   for (const OptionSyntax& o : syntax.options) {
     os << (o.required ? " --" : " [--") << o.name;
-    if (o.takes_value) os << ' ' << o.metavar;
+    if (o.takes_value) os << (o.value_optional ? " [" + o.metavar + "]" : " " + o.metavar);
     if (!o.required) os << ']';
   }
   if (!syntax.positional.empty()) os << ' ' << syntax.positional;
@@ -130,10 +140,10 @@ std::string usage_text(const CommandSyntax& syntax) {
     // that every help text starts in one column after at least two blanks.
     std::size_t width = 8;
     for (const OptionSyntax& o : syntax.options) {
-      width = std::max(width, o.name.size() + (o.takes_value ? o.metavar.size() + 1 : 0));
+      width = std::max(width, option_label(o).size());
     }
     for (const OptionSyntax& o : syntax.options) {
-      std::string left = o.name + (o.takes_value ? " " + o.metavar : "");
+      const std::string left = option_label(o);
       os << "  --" << left << std::string(width - left.size() + 2, ' ') << o.help << '\n';
     }
     os << "  -h, --help" << std::string(width - 6, ' ') << "show this help\n";

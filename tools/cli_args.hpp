@@ -9,7 +9,8 @@
 //   ParsedArgs args = parse_args(syntax, {"--json", "a.yaml"});
 //   args.flag("json");  // true
 //
-// Accepted forms: `--name value`, `--name=value`, `--flag`, `-h`/`--help`,
+// Accepted forms: `--name value`, `--name=value`, `--flag`, `--name` for an
+// option whose value may be left out, `-h`/`--help`,
 // `-` as a positional (standard input) and `--` to end the options. Anything
 // else that begins with "-" is a usage error, and so is `--name=` (an empty
 // value) or `--flag=x`.
@@ -39,6 +40,10 @@ struct OptionSyntax {
   std::string metavar;       // shown in help, e.g. "DIR"
   std::string help;
   bool required = false;  // parse_args refuses a command line without it
+  // With takes_value: the value may be left out (`--git`, `--git RANGE`,
+  // `--git=RANGE`); a following word that begins with "-" is not taken as
+  // it. The option's value is then "".
+  bool value_optional = false;
 };
 
 struct CommandSyntax {

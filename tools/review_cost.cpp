@@ -38,8 +38,8 @@ std::string agent_cost_lines(const RunCost& cost, const std::vector<std::string>
     if (it == cost.agents.end()) continue;
     const AgentCost& a = it->second;
     out += "  " + name + ": " + std::to_string(a.iterations) +
-           (a.iterations == 1 ? " iteration, " : " iterations, ") + seconds_text(a.seconds) +
-           ", " + tokens_text(a.tokens) + "\n";
+           (a.iterations == 1 ? " iteration, " : " iterations, ") + seconds_text(a.seconds) + ", " +
+           tokens_text(a.tokens) + "\n";
   }
   return out;
 }

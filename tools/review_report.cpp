@@ -15,12 +15,16 @@ std::string location(const AIReview& f) {
 }
 
 void print_findings(std::ostream& os, const AgentVerdict& v) {
-  std::vector<std::vector<std::string>> rows{{"FILE:LINE", "SEVERITY", "CATEGORY", "ISSUE"}};
+  std::vector<std::vector<std::string>> rows{
+      {"FILE:LINE", "SEVERITY", "CATEGORY", "CONFIDENCE", "ISSUE"}};
   for (const AIReview& f : v) {
-    rows.push_back({location(f), f.severity, f.category, one_line(f.issue)});
+    rows.push_back(
+        {location(f), f.severity, f.category, text_form(f.confidence), one_line(f.issue)});
   }
   print_table(os, rows, "  ");
   for (const AIReview& f : v) {
+    const std::string suggestion = f.suggestion.is_null() ? "" : one_line(f.suggestion);
+    if (!suggestion.empty()) os << "  suggestion for " << location(f) << ": " << suggestion << '\n';
     if (!f.code_replacement) continue;
     os << "  replacement for " << location(f) << " (replaces " << f.replacement_line_count
        << (f.replacement_line_count == 1 ? " line" : " lines") << "):\n";
@@ -43,7 +47,9 @@ void print_outcome(std::ostream& os, const AgentOutcome& o) {
   }
   if (!v.is_findings()) {
     os << o.agent << ": error " << v.error_code().value_or("");
-    if (v.iterations_used()) os << " after " << *v.iterations_used() << " iterations";
+    if (const std::optional<std::int64_t> n = v.iterations_used()) {
+      os << " after " << *n << (*n == 1 ? " iteration" : " iterations");
+    }
     os << '\n' << "  " << v.error_message().value_or("") << '\n';
     return;
   }
@@ -79,10 +85,6 @@ void print_report(std::ostream& os, const ReviewReport& report, bool verbose) {
   for (const AgentOutcome& o : report.outcomes) {
     os << '\n';
     print_outcome(os, o);
-  }
-  if (!report.warnings.empty()) {
-    os << "\nwarnings while loading:\n";
-    for (const std::string& w : report.warnings) os << "  " << w << '\n';
   }
   if (!report.cost) return;
   os << '\n' << cost_line(*report.cost) << '\n';

@@ -27,9 +27,9 @@ bool any_error(const ReviewReport& report);
 // refuses the key), that failure as one line: "KIND in CALL_SITE: MESSAGE".
 std::optional<std::string> common_failure(const ReviewReport& report);
 
-// "Reviewed N files with M agents.", each outcome in the agents' order, the
-// loading warnings, then the cost line (and, with `verbose`, one line per
-// agent).
+// "Reviewed N files with M agents.", each outcome in the agents' order, then
+// the cost line (and, with `verbose`, one line per agent). The loading
+// warnings are not part of it: the command writes them to standard error.
 void print_report(std::ostream& os, const ReviewReport& report, bool verbose);
 
 // The same as JSON: {"files", "agents": [{"agent", "verdict"|"failure"}],

@@ -12,6 +12,7 @@ entry that matches and has uses left answers it. An entry may hold:
     json            a JSON value sent as the body
     body            a text sent as the body
     repeat          with body: how many times the body text is repeated
+    delay           seconds to wait before answering (a model's think time)
     action          "hang": never answer; "close": close the connection
                     without answering; "truncate": announce more bytes than
                     are sent, then close; "unannounced": send no length
@@ -86,6 +87,8 @@ def make_handler(script, recorder):
             self.answer(script.pick(body))
 
         def answer(self, entry):
+            if entry.get("delay"):
+                time.sleep(entry["delay"])
             action = entry.get("action")
             if action == "hang":
                 time.sleep(3600)

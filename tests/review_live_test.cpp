@@ -1,0 +1,314 @@
+// `review` end to end against a model server: a git repository made by the
+// test, the scripted stub server on the loopback address speaking either
+// protocol, the reviewer tools, the cache warm-up, the cost line and the
+// recordings.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <tessik/foundation/json.hpp>
+#include <tessik/foundation/text.hpp>
+
+#include "cli.hpp"
+#include "clients/client_fixtures.hpp"
+#include "clients/stub_server.hpp"
+#include "git_repo.hpp"
+
+namespace tessik::cli {
+namespace {
+
+namespace fs = std::filesystem;
+using testing::GitRepo;
+using testing::StubServer;
+
+struct Outcome {
+  int status;
+  std::string out, err;
+};
+
+Outcome run(std::vector<std::string> args) {
+  std::istringstream in;
+  std::ostringstream out, err;
+  const int status = run_cli(args, {in, out, err});
+  return {status, out.str(), err.str()};
+}
+
+const char kClean[] = R"({"status": "clean", "summary": "Looked at it.", "confidence": 0.9})";
+
+// A repository with a committed file changed in the working tree, an
+// ignored secret, a binary file, a link out of the repository and a file
+// that makes a nested-quantifier pattern backtrack.
+struct Project {
+  GitRepo repo;
+  testing::TempDir outside;
+
+  Project() {
+    outside.write("secret.txt", "OUTSIDE-SECRET\n");
+    repo.write("src/app.py", "def greet(name):\n    return 'hi ' + name\n");
+    repo.write(".gitignore", ".env\n");
+    repo.write("data/logo.bin", std::string("PNG\0\0\x01\x02", 7));
+    repo.write("data/runaway.txt", std::string(40, 'a') + "!\n");
+    fs::create_symlink(outside / "secret.txt", repo / "outside");
+    repo.commit("first");
+    repo.write(".env", "API_TOKEN=hunter2\n");
+    repo.write("src/app.py", "def greet(name):\n    return 'hello ' + name\n");
+  }
+};
+
+// Every tool, asked for what it may show and for what it must refuse.
+const std::vector<std::tuple<std::string, std::string, Value>> kToolCalls{
+    {"ok_file", "read_file", Value::Mapping{{"path", "src/app.py"}}},
+    {"ok_lines", "read_lines",
+     Value::Mapping{{"path", "src/app.py"}, {"start_line", 2}, {"end_line", 2}}},
+    {"ok_find", "find_code", Value::Mapping{{"pattern", "def greet"}}},
+    {"climb", "read_file", Value::Mapping{{"path", "../../etc/passwd"}}},
+    {"absolute", "read_file", Value::Mapping{{"path", "/etc/passwd"}}},
+    {"git_dir", "read_file", Value::Mapping{{"path", ".git/config"}}},
+    {"ignored", "read_file", Value::Mapping{{"path", ".env"}}},
+    {"link_out", "read_file", Value::Mapping{{"path", "outside"}}},
+    {"binary", "read_file", Value::Mapping{{"path", "data/logo.bin"}}},
+    {"runaway", "find_code", Value::Mapping{{"pattern", "(a+)+$"}, {"regex", true}}},
+};
+
+struct Protocol {
+  std::string provider;
+  std::string result_key;  // names the call a tool answer belongs to
+  Value tool_reply;
+  Value final_reply;
+  std::string url_suffix;
+  std::string expected_tokens;  // the cost line's token figures over four agents
+};
+
+Protocol messages_protocol() {
+  return {"messages",
+          "tool_use_id",
+          testing::messages_tool_use(kToolCalls),
+          testing::messages_text(kClean),
+          "",
+          "tokens in 44 out 24, cache writes 400 reads 28"};
+}
+
+Protocol chat_protocol() {
+  std::vector<std::tuple<std::string, std::string, std::string>> calls;
+  for (const auto& [id, name, input] : kToolCalls) calls.emplace_back(id, name, to_json(input));
+  return {"openai",
+          "tool_call_id",
+          testing::chat_tool_calls(calls),
+          testing::chat_text(kClean),
+          "/v1",
+          "tokens in 40 out 16, cache writes 0 reads 80"};
+}
+
+// A script where each agent's first request asks for every tool (answered
+// after `delay` seconds) and its second gets the clean verdict.
+std::string tool_script(const Protocol& p, double delay) {
+  return testing::replies({testing::answer(p.final_reply, {{"when", p.result_key}}),
+                           testing::answer(p.tool_reply, {{"delay", delay}})});
+}
+
+std::vector<std::string> live_args(const Protocol& p, const StubServer& stub, const Project& pr) {
+  return {
+      "review",  "--git",      "--repo",     pr.repo.path().string(),   "--provider", p.provider,
+      "--model", "test-model", "--endpoint", stub.url() + p.url_suffix, "--retries",  "0",
+      "--tools"};
+}
+
+// The tool answers the stub received, by call id.
+std::map<std::string, std::string> tool_answers(const std::vector<testing::StubRequest>& requests,
+                                                const Protocol& p) {
+  std::map<std::string, std::string> answers;
+  for (const testing::StubRequest& r : requests) {
+    if (r.body.find(p.result_key) == std::string::npos) continue;
+    const Value body = r.json();
+    for (const Value& message : body.find("messages")->as_sequence()) {
+      const Value* content = message.find("content");
+      if (p.provider == "openai") {
+        if (const Value* id = message.find("tool_call_id")) {
+          answers[id->as_string()] = content->as_string();
+        }
+        continue;
+      }
+      if (content == nullptr || !content->is_sequence()) continue;
+      for (const Value& block : content->as_sequence()) {
+        if (const Value* id = block.find("tool_use_id")) {
+          answers[id->as_string()] = text_form(*block.find("content"));
+        }
+      }
+    }
+  }
+  return answers;
+}
+
+class LiveReview : public ::testing::TestWithParam<bool> {
+ protected:
+  Protocol protocol() const { return GetParam() ? chat_protocol() : messages_protocol(); }
+};
+
+TEST_P(LiveReview, EveryAgentUsesTheToolsAndTheRefusalsHold) {
+  const Protocol p = protocol();
+  Project project;
+  StubServer stub(tool_script(p, 0));
+  const Outcome r = run(live_args(p, stub, project));
+  ASSERT_EQ(r.status, 0) << r.err << r.out;
+  for (const char* line : {"Reviewed 1 file with 4 agents.", "corvin: clean, confidence 0.9",
+                           "hesper: clean", "peregrin: clean", "wynn: clean"}) {
+    EXPECT_NE(r.out.find(line), std::string::npos) << line << "\n" << r.out;
+  }
+  EXPECT_NE(r.out.find("cost: model test-model, "), std::string::npos) << r.out;
+  EXPECT_NE(r.out.find(p.expected_tokens), std::string::npos) << r.out;
+  EXPECT_EQ(stub.requests().size(), 8u);
+
+  const std::map<std::string, std::string> answers = tool_answers(stub.requests(), p);
+  ASSERT_EQ(answers.size(), kToolCalls.size());
+  EXPECT_NE(answers.at("ok_file").find("return 'hello ' + name"), std::string::npos);
+  EXPECT_NE(answers.at("ok_lines").find("2"), std::string::npos);
+  EXPECT_NE(answers.at("ok_lines").find("hello"), std::string::npos);
+  EXPECT_EQ(answers.at("ok_lines").find("def greet"), std::string::npos);
+  EXPECT_NE(answers.at("ok_find").find("src/app.py:1:"), std::string::npos);
+  for (const char* id :
+       {"climb", "absolute", "git_dir", "ignored", "link_out", "binary", "runaway"}) {
+    EXPECT_EQ(answers.at(id).rfind("error: ", 0), 0u) << id << ": " << answers.at(id);
+  }
+  for (const auto& [id, text] : answers) {
+    for (const char* secret : {"hunter2", "OUTSIDE-SECRET", "root:", "[core]"}) {
+      EXPECT_EQ(text.find(secret), std::string::npos) << id << " shows " << secret;
+    }
+  }
+}
+
+TEST_P(LiveReview, TheFirstAgentIsAnsweredBeforeTheOthersStart) {
+  const Protocol p = protocol();
+  Project project;
+  for (const bool warmup : {true, false}) {
+    StubServer stub(tool_script(p, 0.3));
+    std::vector<std::string> args = live_args(p, stub, project);
+    if (!warmup) args.push_back("--no-cache-warmup");
+    ASSERT_EQ(run(args).status, 0);
+    std::vector<double> first_requests;
+    for (const testing::StubRequest& r : stub.requests()) {
+      if (r.body.find(p.result_key) == std::string::npos) first_requests.push_back(r.time);
+    }
+    ASSERT_EQ(first_requests.size(), 4u);
+    std::sort(first_requests.begin(), first_requests.end());
+    const double gap = first_requests[1] - first_requests[0];
+    if (warmup) {
+      EXPECT_GE(gap, 0.29);  // the others waited for the first answer
+    } else {
+      EXPECT_LT(first_requests[3] - first_requests[0], 0.29);  // nobody waited for it
+    }
+  }
+}
+
+TEST_P(LiveReview, ARecordedReviewReplaysIdentically) {
+  const Protocol p = protocol();
+  Project project;
+  testing::TempDir recordings;
+  StubServer stub(tool_script(p, 0));
+  std::vector<std::string> args = live_args(p, stub, project);
+  args.insert(args.end(), {"--record", recordings.path().string()});
+  const Outcome live = run(args);
+  ASSERT_EQ(live.status, 0) << live.err;
+  const Outcome replay = run({"review", "--git", "--repo", project.repo.path().string(),
+                              "--replies", recordings.path().string()});
+  ASSERT_EQ(replay.status, 0) << replay.err;
+  const std::size_t cost = live.out.find("\ncost: ");
+  ASSERT_NE(cost, std::string::npos);
+  EXPECT_EQ(live.out.substr(0, cost), replay.out);
+}
+
+INSTANTIATE_TEST_SUITE_P(Protocols, LiveReview, ::testing::Values(false, true),
+                         [](const auto& info) { return info.param ? "Chat" : "Messages"; });
+
+// A failure every agent meets alike is said once, on standard error.
+TEST(LiveReviewFailures, AServerThatIsDownOrRefusesTheKeyIsOneLine) {
+  Project project;
+  const std::string down = "http://127.0.0.1:" + std::to_string(testing::closed_port());
+  StubServer refusing(testing::replies(
+      {testing::answer(Value::Mapping{{"type", "error"},
+                                      {"error", Value::Mapping{{"type", "authentication_error"},
+                                                               {"message", "invalid x-api-key"}}}},
+                       {{"status", 401}})}));
+  for (const std::string& endpoint : {down, refusing.url()}) {
+    const Outcome r = run({"review", "--git", "--repo", project.repo.path().string(), "--model",
+                           "m", "--endpoint", endpoint, "--retries", "0"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_EQ(r.out, "");
+    EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
+    EXPECT_EQ(r.err.rfind("tessik-agents review: every agent failed: ClientError in "
+                          "MessagesClient.complete",
+                          0),
+              0u)
+        << r.err;
+  }
+}
+
+TEST(LiveReviewFailures, BadSourcesAndSettingsAreNamed) {
+  Project project;
+  testing::TempDir not_a_repo;
+  const std::string repo = project.repo.path().string();
+  const struct {
+    std::vector<std::string> args;
+    int status;
+    std::string says;
+  } cases[] = {
+      {{"review", "--git", "--repo", repo}, 2, "no model to review with"},
+      {{"review", "--repo", repo, "--model", "m"}, 2, "no change to review"},
+      {{"review", "--git", "--diff", "x", "--model", "m"}, 2, "--diff and --git"},
+      {{"review", "--git", "nope..main", "--repo", repo, "--model", "m"}, 1, "nope..main"},
+      {{"review", "--git", "--repo", not_a_repo.path().string(), "--model", "m"},
+       1,
+       not_a_repo.path().string()},
+      {{"review", "--git", "--repo", repo, "--model", "m", "--provider", "other"},
+       2,
+       "--provider must be messages or openai, not 'other'"},
+      {{"review", "--git", "--repo", repo, "--model", "m", "--jobs", "0"},
+       2,
+       "--jobs must be a whole number of 1 or more, not '0'"},
+      {{"review", "--git", "--repo", repo, "--model", "m", "--api-key-env", "TESSIK_NO_SUCH_KEY"},
+       2,
+       "--api-key-env names TESSIK_NO_SUCH_KEY, which is not set"},
+      {{"review", "--git", "--repo", repo, "--replies", repo + "/missing"},
+       1,
+       "cannot read recorded replies from " + repo + "/missing: it is not a directory"},
+  };
+  for (const auto& c : cases) {
+    const Outcome r = run(c.args);
+    EXPECT_EQ(r.status, c.status) << ::testing::PrintToString(c.args) << r.err;
+    EXPECT_NE(r.err.find(c.says), std::string::npos) << r.err;
+  }
+}
+
+TEST(LiveReviewFailures, AnEmptyChangeCallsNoModel) {
+  Project project;
+  project.repo.commit("second");
+  StubServer stub(testing::replies({}));
+  const Outcome r = run({"review", "--git", "--repo", project.repo.path().string(), "--model", "m",
+                         "--endpoint", stub.url()});
+  EXPECT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(r.out, "Nothing to review: the working tree has no changes.\n");
+  EXPECT_TRUE(stub.requests().empty());
+}
+
+TEST(LiveReviewKey, TheKeyComesFromTheNamedVariable) {
+  Project project;
+  ::setenv("TESSIK_TEST_KEY", "sk-from-env", 1);
+  StubServer stub(testing::replies({testing::answer(testing::messages_text(kClean))}));
+  const Outcome r = run({"review", "--git", "HEAD", "--repo", project.repo.path().string(),
+                         "--model", "m", "--endpoint", stub.url(), "--api-key-env",
+                         "TESSIK_TEST_KEY", "--jobs", "1", "--max-tokens", "77"});
+  EXPECT_EQ(r.status, 0) << r.err;
+  ASSERT_EQ(stub.requests().size(), 4u);
+  for (const testing::StubRequest& req : stub.requests()) {
+    EXPECT_EQ(req.header("x-api-key"), "sk-from-env");
+    EXPECT_EQ(*req.json().find("max_tokens"), Value(77));
+  }
+}
+
+}  // namespace
+}  // namespace tessik::cli
