@@ -92,7 +92,8 @@ TEST(CliUsage, UsageMessagesNameTheProblemInTheCommandsTerms) {
       {{"prompt", "--diff"}, "--diff needs a value (FILE)"},
       {{"prompt", "--diff="}, "--diff needs a value (FILE)"},
       {{"prompt", "--agent", "x"}, "--diff FILE is required"},
-      {{"review", "--diff", kExampleDiff}, "--replies DIR is required"},
+      {{"review", "--git=", "--diff", kExampleDiff},
+       "--diff and --git name two changes: give one of them"},
   };
   for (const auto& c : cases) {
     const Outcome r = run(c.args);

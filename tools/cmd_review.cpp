@@ -129,6 +129,7 @@ ReviewerTools review_tools(const ParsedArgs& args, const ReviewSource& source,
 }
 
 int run_review(const ParsedArgs& args, const Io& io) {
+  check_source_flags(args);
   const std::optional<std::int64_t> jobs = count_option(args, "jobs", 1);
   const ReviewClient client = review_client(args);
   const ReviewSource source = read_review_source(args, io.in);

@@ -27,14 +27,19 @@ bool blank(std::string_view text) {
 
 }  // namespace
 
-ReviewSource read_review_source(const ParsedArgs& args, std::istream& in) {
-  const std::optional<std::string> diff = args.value("diff");
+void check_source_flags(const ParsedArgs& args) {
+  const bool diff = args.value("diff").has_value();
   const bool git = args.flag("git");
   if (diff && git) throw UsageError("--diff and --git name two changes: give one of them");
   if (!diff && !git) {
     throw UsageError(
         "no change to review: give --diff FILE (- for standard input) or --git [RANGE]");
   }
+}
+
+ReviewSource read_review_source(const ParsedArgs& args, std::istream& in) {
+  check_source_flags(args);
+  const std::optional<std::string> diff = args.value("diff");
   ReviewSource source;
   std::string text;
   if (diff) {

@@ -31,6 +31,9 @@ struct ReviewSource {
   std::optional<GitChange> git{};   // with --git: where the change came from (patch dropped)
 };
 
+// Throws UsageError when neither or both of --diff and --git are given.
+void check_source_flags(const ParsedArgs& args);
+
 // The change named by --diff or --git. Throws UsageError when neither or
 // both are given, git::GitError when the repository or range is unknown,
 // InvalidValueError naming the text-file limit for a change past it, and
