@@ -25,7 +25,7 @@
 #include <tessik/clients/messages_client.hpp>
 #include <tessik/foundation/json.hpp>
 
-#include "../tests/clients/client_fixtures.hpp"
+#include "clients/client_fixtures.hpp"
 
 namespace {
 

@@ -24,7 +24,7 @@
 #include <tessik/foundation/json.hpp>
 #include <tessik/foundation/value.hpp>
 
-#include "../temp_dir.hpp"
+#include "temp_dir.hpp"
 
 extern char** environ;
 

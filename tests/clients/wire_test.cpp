@@ -10,7 +10,7 @@
 #include <tessik/clients/detail/messages_wire.hpp>
 #include <tessik/clients/detail/reply_text.hpp>
 
-#include "../failure.hpp"
+#include "failure.hpp"
 
 namespace tessik::testing {
 namespace {

@@ -1,0 +1,76 @@
+// A whole `review` of the example change with the four built-in agents,
+// against the stub model server answering every request after a fixed delay
+// L (a model's think time), as the command line runs it.
+//
+//   tessik_review_bench --benchmark_counters_tabular=true
+//
+// BM_Review/sequential  --jobs 1: one agent after the other, about 4 L
+// BM_Review/warmup      the default: the first agent alone, then the other
+//                       three together (the change is then in the provider's
+//                       prompt cache), about 2 L
+// BM_Review/all_at_once --no-cache-warmup: all four together, about 1 L
+//
+// The counter "per_L" is the wall time of one review divided by L.
+#include <benchmark/benchmark.h>
+
+#include <chrono>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "cli.hpp"
+#include "clients/client_fixtures.hpp"
+
+namespace tessik {
+namespace {
+
+constexpr double kDelaySeconds = 0.2;  // L
+
+const char kClean[] = R"({"status": "clean", "summary": "Looked at it.", "confidence": 0.9})";
+
+testing::StubServer& stub() {
+  static testing::StubServer server(
+      testing::replies(
+          {testing::answer(testing::messages_text(kClean), {{"delay", kDelaySeconds}})}),
+      false);
+  return server;
+}
+
+void BM_Review(benchmark::State& state, std::vector<std::string> extra) {
+  std::vector<std::string> args{
+      "review",     "--diff",      TESSIK_BENCH_DIR "/../examples/change.diff",
+      "--model",    "bench-model", "--endpoint",
+      stub().url(), "--retries",   "0"};
+  args.insert(args.end(), extra.begin(), extra.end());
+  double seconds = 0;
+  for (auto _ : state) {
+    std::istringstream in;
+    std::ostringstream out, err;
+    const auto start = std::chrono::steady_clock::now();
+    const int status = cli::run_cli(args, {in, out, err});
+    seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    if (status != 0) {
+      state.SkipWithError(("review failed: " + err.str() + out.str()).c_str());
+      break;
+    }
+  }
+  state.counters["per_L"] = seconds / static_cast<double>(state.iterations()) / kDelaySeconds;
+}
+
+BENCHMARK_CAPTURE(BM_Review, sequential, std::vector<std::string>{"--jobs", "1"})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(5);
+BENCHMARK_CAPTURE(BM_Review, warmup, std::vector<std::string>{})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(5);
+BENCHMARK_CAPTURE(BM_Review, all_at_once, std::vector<std::string>{"--no-cache-warmup"})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(5);
+
+}  // namespace
+}  // namespace tessik
+
+BENCHMARK_MAIN();
