@@ -222,6 +222,23 @@ TEST_P(LiveReview, ARecordedReviewReplaysIdentically) {
   EXPECT_EQ(live.out.substr(0, cost), replay.out);
 }
 
+TEST_P(LiveReview, VerboseAndJsonCarryTheFigures) {
+  const Protocol p = protocol();
+  Project project;
+  StubServer stub(tool_script(p, 0));
+  std::vector<std::string> args = live_args(p, stub, project);
+  args.push_back("--verbose");
+  const Outcome text = run(args);
+  EXPECT_NE(text.out.find("  corvin: 2 iterations, "), std::string::npos) << text.out;
+  args.back() = "--json";
+  const Value json = parse_json(run(args).out);
+  const Value* cost = json.find("cost");
+  ASSERT_NE(cost, nullptr);
+  EXPECT_EQ(*cost->find("model"), Value("test-model"));
+  EXPECT_EQ(*cost->find("agents")->find("wynn")->find("iterations"), Value(2));
+  EXPECT_TRUE(cost->find("tokens")->find("cache_read")->is_int());
+}
+
 INSTANTIATE_TEST_SUITE_P(Protocols, LiveReview, ::testing::Values(false, true),
                          [](const auto& info) { return info.param ? "Chat" : "Messages"; });
 
@@ -293,6 +310,33 @@ TEST(LiveReviewFailures, AnEmptyChangeCallsNoModel) {
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, "Nothing to review: the working tree has no changes.\n");
   EXPECT_TRUE(stub.requests().empty());
+}
+
+// Git, a diff file and standard input give the agents the same bytes: CR LF
+// line ends and bytes that are not UTF-8 included.
+TEST(LiveReviewBytes, GitAndADiffFileSendTheSameRequests) {
+  Project project;
+  project.repo.write("src/dos.txt", "one\r\ntwo \xFF\xFE caf\xC3\xA9\r\n");
+  project.repo.git("add src/dos.txt");
+  const std::string patch = project.repo.git("diff HEAD");
+  const std::string diff_file = project.outside.write("change.diff", patch).string();
+  std::vector<std::vector<std::string>> bodies;
+  for (const std::vector<std::string>& source :
+       {std::vector<std::string>{"--git"}, {"--diff", diff_file}}) {
+    StubServer stub(testing::replies({testing::answer(testing::messages_text(kClean))}));
+    std::vector<std::string> args{"review",   "--repo", project.repo.path().string(),
+                                  "--model",  "m",      "--endpoint",
+                                  stub.url(), "--jobs", "1"};
+    args.insert(args.end(), source.begin(), source.end());
+    ASSERT_EQ(run(args).status, 0);
+    std::vector<std::string> sent;
+    for (const testing::StubRequest& r : stub.requests()) sent.push_back(r.body);
+    ASSERT_EQ(sent.size(), 4u);
+    // The request is JSON, so the stray bytes go out as U+FFFD; the CR stays.
+    EXPECT_NE(sent[0].find("two \xEF\xBF\xBD\xEF\xBF\xBD caf\xC3\xA9\\r"), std::string::npos);
+    bodies.push_back(std::move(sent));
+  }
+  EXPECT_EQ(bodies[0], bodies[1]);
 }
 
 TEST(LiveReviewKey, TheKeyComesFromTheNamedVariable) {
