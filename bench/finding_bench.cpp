@@ -17,12 +17,14 @@ using tessik_bench::findings_reply;
 void BM_ParseFindingItems(benchmark::State& state) {
   const std::string reply = findings_reply(static_cast<int>(state.range(0)));
   for (auto _ : state) {
-    const tessik::Value parsed = tessik::parse_json(reply);
-    const tessik::Value::Sequence& items = parsed.find("findings")->as_sequence();
+    tessik::Value parsed = tessik::parse_json(reply);
+    tessik::Value::Sequence& items = parsed.as_mapping().find("findings")->as_sequence();
     std::vector<tessik::AIReview> reviews;
     reviews.reserve(items.size());
-    for (const tessik::Value& item : items) {
-      if (auto r = tessik::detail::parse_finding_item(item, "wynn")) {
+    // As the analysis does: the parsed reply is its own, so every finding
+    // takes its item's texts instead of copying them.
+    for (tessik::Value& item : items) {
+      if (auto r = tessik::detail::parse_finding_item(std::move(item), "wynn")) {
         reviews.push_back(std::move(*r));
       }
     }

@@ -168,9 +168,10 @@ constexpr std::string_view kUnknown = "unknown";
 std::string detect_language(const Value& file_path) {
   if (!file_path.is_string()) return std::string(kUnknown);
   const std::string_view path = file_path.as_string();
-  const std::size_t slash = path.find_last_of("/\\");
-  const std::string name =
-      ascii_lower(slash == std::string_view::npos ? path : path.substr(slash + 1));
+  // The name after the last slash or backslash.
+  std::size_t start = path.size();
+  while (start > 0 && path[start - 1] != '/' && path[start - 1] != '\\') --start;
+  const std::string name = ascii_lower(path.substr(start));
 
   if (std::string_view language = kFileNames.value_or(name, ""); !language.empty()) {
     return std::string(language);

@@ -1,7 +1,7 @@
 #include <tessik/agent_loader/findings/code_replacement.hpp>
-#include <tessik/agent_loader/findings/detail/finding_item.hpp>
 #include <tessik/agent_loader/findings/detail/category.hpp>
 #include <tessik/agent_loader/findings/detail/code_replacement.hpp>
+#include <tessik/agent_loader/findings/detail/finding_item.hpp>
 #include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/text.hpp>
 
@@ -89,6 +89,8 @@ TEST(FilterCodeReplacement, KeepsStringLinesAndNeutralisesFences) {
   };
   for (const Case& c : cases) {
     EXPECT_EQ(filter_code_replacement(c.raw), c.expected) << c.name;
+    // The overload that takes the lines out of a tree it is given.
+    EXPECT_EQ(filter_code_replacement(Value(c.raw)), c.expected) << c.name;
   }
 }
 
@@ -236,6 +238,37 @@ TEST(ParseFindingItem, PassesValuesThroughAndDetectsLanguage) {
   EXPECT_EQ(f->suggestion, Value(12));
   EXPECT_EQ(f->category, "architecture");
   EXPECT_EQ(f->agent_name, "corvin");
+}
+
+TEST(ParseFindingItem, AnItemGivenAwayGivesTheSameFinding) {
+  const Value items[] = {
+      Value::Mapping{{"file_path", "src/Db.PY"},
+                     {"line_number", "7"},
+                     {"severity", "Critical"},
+                     {"issue", std::string(40, 'i')},
+                     {"suggestion", Value::Mapping{{"a", std::string(30, 's')}}},
+                     {"confidence", 0.25},
+                     {"category", " Security "},
+                     {"code_replacement", Value::Sequence{"```py", 3, std::string(20, 'x')}},
+                     {"replacement_line_count", 2.9}},
+      // Keys that only look like the ones read, and one that is not text.
+      Value::Mapping{{"issues", "x"}, {"Issue", "y"}, {"file_pat", "z"}, {5, "w"}},
+      Value::Mapping{{"file_path", Value()}, {"code_replacement", Value::Sequence{1}}},
+  };
+  for (const Value& item : items) {
+    const Value kept = item;
+    const std::optional<AIReview> read = parse_finding_item(item, "hesper");
+    EXPECT_EQ(item, kept) << "a read item is left as it was";
+    EXPECT_EQ(parse_finding_item(Value(item), "hesper"), read) << item;
+  }
+  const std::optional<AIReview> f = parse_finding_item(items[0], "hesper");
+  ASSERT_TRUE(f);
+  EXPECT_EQ(f->language, "python");
+  EXPECT_EQ(f->code_replacement, (Lines{{"~~~py", std::string(20, 'x')}}));
+  EXPECT_EQ(f->replacement_line_count, 2);
+  EXPECT_EQ(f->issue, Value(std::string(40, 'i')));
+  EXPECT_EQ(parse_finding_item(items[1], "hesper")->issue, Value(""));
+  EXPECT_EQ(parse_finding_item(items[1], "hesper")->file_path, Value("unknown"));
 }
 
 TEST(ParseFindingItem, HostileValuesDoNotCrash) {

@@ -19,6 +19,32 @@ TEST(ParseJson, KeepsOrderAndTakesTheLastDuplicate) {
   EXPECT_EQ(repr(v), "{'b': 3, 'a': [True, None, 2.5, 'x']}");
 }
 
+TEST(ParseJson, RepeatedKeysAmongMany) {
+  // Enough keys that some share the builder's quick repeat test, and past
+  // the size where a mapping gets an index; every key is repeated once,
+  // the repeats in reverse order.
+  std::string text = "{";
+  for (int i = 0; i < 100; ++i)
+    text += "\"k" + std::to_string(i) + "\": " + std::to_string(i) + ",";
+  text += R"("": 0, "a": 1, "b": [1], )";
+  for (int i = 99; i >= 0; --i)
+    text += "\"k" + std::to_string(i) + "\": -" + std::to_string(i) + ",";
+  text += R"("": "e", "b": {"x": 1}})";
+  const Value v = parse_json(text);
+  const Value::Mapping& m = v.as_mapping();
+  ASSERT_EQ(m.size(), 103u);
+  auto it = m.begin();
+  for (int i = 0; i < 100; ++i, ++it) {
+    EXPECT_EQ(it->first, Value("k" + std::to_string(i)));
+    EXPECT_EQ(it->second, Value(-i));
+  }
+  EXPECT_EQ(repr(it->first), "''");
+  EXPECT_EQ(repr(it->second), "'e'");
+  EXPECT_EQ(repr(*m.find("b")), "{'x': 1}");
+  EXPECT_EQ(repr(parse_json(R"({"ab": 1, "b": 2, "ab": 3, "": 4, "": 5})")),
+            "{'ab': 3, 'b': 2, '': 5}");
+}
+
 // "ValueError: <message>" when `text` is refused, "" when it parses.
 std::string refusal(const std::string& text) {
   const testing::Failure f = testing::failure_of([&] { parse_json(text); });

@@ -7,11 +7,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <string>
 #include <vector>
 
 #include <tessik/foundation/detail/json_sax.hpp>
 #include <tessik/foundation/detail/tree_writer.hpp>
+#include <tessik/foundation/detail/value_access.hpp>
 #include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/text.hpp>
 
@@ -24,36 +26,45 @@ using Json = nlohmann::json;
 // once; a text longer than this gets a parser of its own, freed after.
 constexpr std::size_t kReusedParserBytes = std::size_t{4} << 20;
 
-// The array or object being filled, and where its walk stands.
+// The array or object being filled, and where its walk stands. `keys` has
+// one bit set per key of the object so far (by `key_bit`): a key whose bit is
+// clear cannot be a repeat, and is appended without comparing it to the
+// others.
 struct Frame {
   Value* target;
   simdjson::dom::array::iterator next_item, end_item;
   simdjson::dom::object::iterator next_field, end_field;
+  std::uint64_t keys;
   bool object;
 };
 
-// Stores the element `e` in `out`. A scalar is stored whole; an array or
-// object becomes an empty container with room for its items, and a frame to
-// fill it is pushed when it has any.
+// One of 64 bits for a key, from its length and first and last bytes:
+// different keys of one object rarely share it.
+std::uint64_t key_bit(std::string_view key) noexcept {
+  if (key.empty()) return 1;
+  const auto first = static_cast<unsigned char>(key.front());
+  const auto last = static_cast<unsigned char>(key.back());
+  return std::uint64_t{1} << ((key.size() * 7 + first * 3 + last) & 63);
+}
+
+// Stores the element `e` in `out`, which is null. A scalar is stored whole;
+// an array or object becomes an empty container with room for its items,
+// and a frame to fill it is pushed when it has any.
 void store(simdjson::dom::element e, Value& out, std::vector<Frame>& open) {
   using Type = simdjson::dom::element_type;
   switch (e.type()) {
     case Type::ARRAY: {
       const simdjson::dom::array items = e.get_array().value_unsafe();
-      Value::Sequence sequence;
-      sequence.reserve(items.size());
-      out = Value(std::move(sequence));
+      ValueAccess::make_sequence(out, items.size());
       if (items.begin() != items.end())
-        open.push_back({&out, items.begin(), items.end(), {}, {}, false});
+        open.push_back({&out, items.begin(), items.end(), {}, {}, 0, false});
       return;
     }
     case Type::OBJECT: {
       const simdjson::dom::object fields = e.get_object().value_unsafe();
-      Value::Mapping mapping;
-      mapping.reserve(fields.size());
-      out = Value(std::move(mapping));
+      ValueAccess::make_mapping(out, fields.size());
       if (fields.begin() != fields.end())
-        open.push_back({&out, {}, {}, fields.begin(), fields.end(), true});
+        open.push_back({&out, {}, {}, fields.begin(), fields.end(), 0, true});
       return;
     }
     case Type::INT64:
@@ -67,15 +78,30 @@ void store(simdjson::dom::element e, Value& out, std::vector<Frame>& open) {
       out = Value(e.get_double().value_unsafe());
       return;
     case Type::STRING:
-      out = Value(std::string(e.get_string().value_unsafe()));
+      ValueAccess::make_string(out, e.get_string().value_unsafe());
       return;
     case Type::BOOL:
       out = Value(e.get_bool().value_unsafe());
       return;
     case Type::NULL_VALUE:
-      out = Value();
       return;
   }
+}
+
+// The value under `key` for the object of `top` to fill, null: a new entry
+// placed last, or, for a repeated key, the entry of its first occurrence,
+// emptied (it takes the last value).
+Value& field_slot(Frame& top, std::string_view key) {
+  Value::Mapping& mapping = top.target->as_mapping();
+  const std::uint64_t bit = key_bit(key);
+  if ((top.keys & bit) != 0) {
+    if (Value* earlier = mapping.find(key)) {
+      *earlier = Value();
+      return *earlier;
+    }
+  }
+  top.keys |= bit;
+  return ValueAccess::append_new_key(mapping, key);
 }
 
 // Builds the Value of a parsed document with an explicit stack of open
@@ -95,9 +121,7 @@ Value build(simdjson::dom::element root) {
       }
       const simdjson::dom::key_value_pair field = *top.next_field;
       ++top.next_field;
-      // A repeated key keeps its first position and takes the last value.
-      Value& slot = top.target->as_mapping().slot(field.key);
-      store(field.value, slot, open);
+      store(field.value, field_slot(top, field.key), open);
     } else {
       if (top.next_item == top.end_item) {
         open.pop_back();
@@ -106,8 +130,7 @@ Value build(simdjson::dom::element root) {
       const simdjson::dom::element item = *top.next_item;
       ++top.next_item;
       Value::Sequence& items = top.target->as_sequence();
-      items.emplace_back();
-      store(item, items.back(), open);
+      store(item, items.emplace_back(), open);
     }
   }
   return result;

@@ -311,10 +311,6 @@ void Value::release_children() noexcept {
 
 Value::Value(const Value& other) { copy_from(other); }
 
-Value::Value(Value&& other) noexcept : data_(std::move(other.data_)) {
-  other.data_.emplace<std::monostate>();
-}
-
 Value& Value::operator=(const Value& other) {
   if (this != &other) {
     Value copy(other);
@@ -323,14 +319,8 @@ Value& Value::operator=(const Value& other) {
   return *this;
 }
 
-Value& Value::operator=(Value&& other) noexcept {
+Value& Value::assign_to_container(Value&& other) noexcept {
   if (this == &other) return *this;
-  if (kind() < Kind::sequence) {
-    // A scalar holds nothing `other` could live in.
-    data_ = std::move(other.data_);
-    other.data_.emplace<std::monostate>();
-    return *this;
-  }
   // `other` may live inside this tree: it is detached first, and our old
   // content goes with `taken`, whose destructor frees it.
   Value taken(std::move(other));

@@ -38,6 +38,10 @@
 
 namespace tessik {
 
+// The library's own tree builders' access to a Value's content; defined in
+// an internal header.
+struct ValueAccess;
+
 class Value {
  public:
   enum class Kind { null, boolean, integer, floating, string, sequence, mapping };
@@ -98,6 +102,7 @@ class Value {
 
    private:
     friend class Value;
+    friend struct ValueAccess;
     struct Index;
     std::ptrdiff_t index_of(const Value& key) const;
     std::ptrdiff_t index_of(std::string_view key) const;
@@ -124,9 +129,19 @@ class Value {
       : data_(checked_int(i)) {}  // NOLINT(google-explicit-constructor)
 
   Value(const Value& other);
-  Value(Value&& other) noexcept;
+  // A moved-from Value is null.
+  Value(Value&& other) noexcept : data_(std::move(other.data_)) {
+    other.data_.template emplace<std::monostate>();
+  }
   Value& operator=(const Value& other);
-  Value& operator=(Value&& other) noexcept;
+  Value& operator=(Value&& other) noexcept {
+    // A scalar holds nothing `other` could live in, so it takes the content
+    // directly; a container goes the careful way.
+    if (kind() >= Kind::sequence) return assign_to_container(std::move(other));
+    data_ = std::move(other.data_);
+    other.data_.template emplace<std::monostate>();
+    return *this;
+  }
   ~Value() {
     if (kind() >= Kind::sequence) release_children();
   }
@@ -176,7 +191,9 @@ class Value {
   [[noreturn]] static void throw_unsigned_overflow();
   [[noreturn]] void throw_kind(Kind wanted) const;
   bool has_nested_containers() const noexcept;
+  friend struct ValueAccess;
   void copy_from(const Value& other);
+  Value& assign_to_container(Value&& other) noexcept;
   void release_children() noexcept;
   static void release_nested(Value& v, int budget, std::vector<Value>& pending) noexcept;
 

@@ -31,14 +31,14 @@ AgentVerdict LoadedAgent::analyse(std::span<const FileChange> changes,
   const std::string& raw = result.text;
   Log::agent.info("[tessik]     [%s] raw response (%d chars, starts: %r)", def_.name,
                   detail::logged_length(raw), first_code_points(raw, detail::LOG_CUT));
-  const TerminalState terminal = classify_terminal_state({
+  TerminalState terminal = classify_terminal_state({
       .raw_text = raw,
       .stop_reason = result.stop_reason,
       .iterations_used = result.iterations_used.value_or(1),
       .max_iterations = def_.max_tool_iterations,
       .hit_iteration_cap = result.hit_iteration_cap.value_or(false),
   });
-  return detail::verdict_from_terminal_state(terminal, raw, def_);
+  return detail::verdict_from_terminal_state(std::move(terminal), raw, def_);
 }
 
 }  // namespace tessik

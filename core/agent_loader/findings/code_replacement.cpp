@@ -6,6 +6,7 @@
 #include <tessik/agent_loader/findings/code_replacement.hpp>
 #include <tessik/agent_loader/findings/detail/code_replacement.hpp>
 #include <tessik/agent_loader/findings/detail/finding_item.hpp>
+#include <tessik/foundation/detail/value_access.hpp>
 #include <tessik/foundation/text.hpp>
 
 namespace tessik {
@@ -19,14 +20,22 @@ static_assert(kFence.size() == kEscapedFence.size(), "an escaped line keeps its 
 
 namespace detail {
 
-std::string escape(std::string_view line) {
+namespace {
+
+void escape_in_place(std::string& line) {
   const std::string_view unindented = lstrip(line);
-  std::string result(line);
   if (unindented.starts_with(kFence)) {
     // Everything before the fence is white space, so the fence starts right
     // after the indentation.
-    result.replace(line.size() - unindented.size(), kFence.size(), kEscapedFence);
+    line.replace(line.size() - unindented.size(), kFence.size(), kEscapedFence);
   }
+}
+
+}  // namespace
+
+std::string escape(std::string_view line) {
+  std::string result(line);
+  escape_in_place(result);
   return result;
 }
 
@@ -38,6 +47,19 @@ std::optional<std::vector<std::string>> filter_code_replacement(const Value& raw
   lines.reserve(raw.as_sequence().size());
   for (const Value& item : raw.as_sequence()) {
     if (item.is_string()) lines.push_back(detail::escape(item.as_string()));
+  }
+  if (lines.empty()) return std::nullopt;
+  return lines;
+}
+
+std::optional<std::vector<std::string>> filter_code_replacement(Value&& raw) {
+  if (!raw.is_sequence()) return std::nullopt;
+  std::vector<std::string> lines;
+  lines.reserve(raw.as_sequence().size());
+  for (Value& item : raw.as_sequence()) {
+    if (!item.is_string()) continue;
+    lines.push_back(ValueAccess::take_string(item));
+    detail::escape_in_place(lines.back());
   }
   if (lines.empty()) return std::nullopt;
   return lines;

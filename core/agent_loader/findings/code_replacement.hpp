@@ -23,6 +23,9 @@ namespace tessik {
 // untouched (not trimmed, not split, empty strings kept). Returns nullopt
 // when nothing is kept, so the result is never an empty vector. Never fails.
 std::optional<std::vector<std::string>> filter_code_replacement(const Value& raw);
+// The same, moving the kept lines out of `raw` instead of copying them;
+// afterwards `raw` is valid but its strings are unspecified.
+std::optional<std::vector<std::string>> filter_code_replacement(Value&& raw);
 
 }  // namespace tessik
 

@@ -53,12 +53,11 @@ class ConstTable {
       order_[i] = i;
     }
     std::sort(order_, order_ + N, [this](std::size_t a, std::size_t b) {
-      return key_of(entries_[a]) < key_of(entries_[b]);
+      return key_less(key_of(entries_[a]), key_of(entries_[b]));
     });
+    for (std::size_t i = 0; i < N; ++i) sorted_[i] = key_of(entries_[order_[i]]);
     for (std::size_t i = 1; i < N; ++i) {
-      if (key_of(entries_[order_[i - 1]]) == key_of(entries_[order_[i]])) {
-        throw std::logic_error("repeated table key");
-      }
+      if (sorted_[i - 1] == sorted_[i]) throw std::logic_error("repeated table key");
     }
   }
 
@@ -69,10 +68,8 @@ class ConstTable {
 
   // The entry whose key equals `key` exactly, or `end()`.
   constexpr const_iterator find(std::string_view key) const noexcept {
-    const std::size_t* at = std::lower_bound(
-        order_, order_ + N, key,
-        [this](std::size_t i, std::string_view k) { return key_of(entries_[i]) < k; });
-    return at != order_ + N && key_of(entries_[*at]) == key ? entries_ + *at : end();
+    const std::string_view* at = std::lower_bound(sorted_, sorted_ + N, key, &key_less);
+    return at != sorted_ + N && *at == key ? entries_ + order_[at - sorted_] : end();
   }
   constexpr bool contains(std::string_view key) const noexcept { return find(key) != end(); }
   constexpr std::size_t count(std::string_view key) const noexcept { return contains(key); }
@@ -94,6 +91,11 @@ class ConstTable {
   }
 
  private:
+  // Shorter keys first, then bytewise: most keys a lookup passes differ in
+  // length, which settles the comparison without reading their bytes.
+  static constexpr bool key_less(std::string_view a, std::string_view b) noexcept {
+    return a.size() != b.size() ? a.size() < b.size() : a < b;
+  }
   static constexpr std::string_view key_of(const Entry& entry) noexcept {
     if constexpr (kIsSet) {
       return entry;
@@ -103,7 +105,8 @@ class ConstTable {
   }
 
   Entry entries_[N]{};
-  std::size_t order_[N]{};  // positions in entries_, by key
+  std::size_t order_[N]{};        // positions in entries_, by key_less
+  std::string_view sorted_[N]{};  // the keys in that order
 };
 
 // The two shapes the library writes, spelled so that the entry count is

@@ -38,6 +38,8 @@ Value logged_issue(const Value& item) {
 // Shows where the model placed an item before any normalisation, so that
 // position problems can be traced to the reply rather than the parser.
 void log_item_position(const Value& item, std::size_t index, const std::string& agent_name) {
+  // The line is mostly dropped; its lookups and copies are spared then.
+  if (!Log::position.enabled_for(LogLevel::info)) return;
   const Value* raw_line = first_set(item, {"line", "lines"});
   if (!raw_line) raw_line = item.find("line_number");
   const Value* file = first_set(item, {"file_path", "filename", "file"});
@@ -89,17 +91,20 @@ std::int64_t logged_length(std::string_view text) {
   return static_cast<std::int64_t>(code_point_count(text));
 }
 
-AgentVerdict build_findings_verdict(const Value& payload, const AgentDefinition& definition) {
+AgentVerdict build_findings_verdict(Value payload, const AgentDefinition& definition) {
   std::vector<AIReview> reviews;
-  if (const Value* items = payload.find("findings")) {
-    const Value::Sequence& sequence = items->as_sequence();
-    reviews.reserve(sequence.size());
-    for (std::size_t index = 0; index < sequence.size(); ++index) {
-      const Value& item = sequence[index];
-      log_item_position(item, index, definition.name);
-      if (std::optional<AIReview> parsed =
-              parse_finding_item(item, definition.name, definition.severity_default)) {
-        reviews.push_back(std::move(*parsed));
+  if (payload.is_mapping()) {
+    if (Value* items = payload.as_mapping().find("findings")) {
+      Value::Sequence& sequence = items->as_sequence();
+      reviews.reserve(sequence.size());
+      for (std::size_t index = 0; index < sequence.size(); ++index) {
+        Value& item = sequence[index];
+        log_item_position(item, index, definition.name);
+        // The payload is ours: the finding takes the item's texts.
+        if (std::optional<AIReview> parsed =
+                parse_finding_item(std::move(item), definition.name, definition.severity_default)) {
+          reviews.push_back(std::move(*parsed));
+        }
       }
     }
   }
@@ -109,11 +114,11 @@ AgentVerdict build_findings_verdict(const Value& payload, const AgentDefinition&
   return AgentVerdict::from_findings(std::move(reviews), std::move(summary_text));
 }
 
-AgentVerdict verdict_from_terminal_state(const TerminalState& terminal, std::string_view raw,
+AgentVerdict verdict_from_terminal_state(TerminalState terminal, std::string_view raw,
                                          const AgentDefinition& definition) {
   const std::string& name = definition.name;
   if (terminal.state == "findings") {
-    AgentVerdict verdict = build_findings_verdict(terminal.payload, definition);
+    AgentVerdict verdict = build_findings_verdict(std::move(terminal.payload), definition);
     Log::agent.info("[tessik]     [%s] verdict=findings count=%d", name,
                     static_cast<std::int64_t>(verdict.size()));
     return verdict;

@@ -30,7 +30,8 @@ std::int64_t logged_length(std::string_view text);
 // sequence. For an item that is not a mapping the log line shows no line,
 // "(no file field)", an empty issue and no code replacement. An "issue" that
 // is not text is logged as its text form, cut to 80 code points.
-AgentVerdict build_findings_verdict(const Value& payload, const AgentDefinition& definition);
+// The payload is taken by value: the findings take its texts without copies.
+AgentVerdict build_findings_verdict(Value payload, const AgentDefinition& definition);
 
 // Stage 4 for any state, with its log lines: "findings" as above, "clean"
 // from the payload's "summary" (text) and "confidence" (converted to a
@@ -39,7 +40,7 @@ AgentVerdict build_findings_verdict(const Value& payload, const AgentDefinition&
 // "iterations_used". `raw` is the reply text, logged in full on the error
 // path. The payload is trusted: a missing entry fails with
 // InvalidValueError, an entry of the wrong kind with TypeError.
-AgentVerdict verdict_from_terminal_state(const TerminalState& terminal, std::string_view raw,
+AgentVerdict verdict_from_terminal_state(TerminalState terminal, std::string_view raw,
                                          const AgentDefinition& definition);
 
 }  // namespace detail

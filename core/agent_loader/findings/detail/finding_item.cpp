@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstdint>
+#include <cstring>
 #include <exception>
 #include <optional>
 #include <string>
@@ -19,11 +20,90 @@
 namespace tessik::detail {
 namespace {
 
-// The value under `key`, or `fallback` when the key is absent. A key present
-// with null yields null.
-const Value& value_or(const Value::Mapping& item, std::string_view key, const Value& fallback) {
-  const Value* value = item.find(key);
-  return value != nullptr ? *value : fallback;
+// The values of the keys the finding parser reads, found in one pass over
+// the item; nullptr for an absent key. `V` is `const Value` for an item that
+// is read, `Value` for one whose texts may be moved out.
+template <class V>
+struct ItemFields {
+  V* file_path = nullptr;
+  V* line_number = nullptr;
+  V* severity = nullptr;
+  V* issue = nullptr;
+  V* suggestion = nullptr;
+  V* confidence = nullptr;
+  V* category = nullptr;
+  V* code_replacement = nullptr;
+  V* replacement_line_count = nullptr;
+};
+
+// Whether `key`, already known to be as long as `name`, is `name`: a
+// comparison of a constant length, which compiles to a few loads.
+template <std::size_t N>
+bool is(std::string_view key, const char (&name)[N]) {
+  return std::memcmp(key.data(), name, N - 1) == 0;
+}
+
+// Keys of a mapping are unique, so the one entry a key matches is the one
+// `find` would return.
+ItemFields<const Value> gather(const Value::Mapping& item) {
+  ItemFields<const Value> f;
+  for (const auto& [key, value] : item) {
+    if (!key.is_string()) continue;
+    const std::string_view k = key.as_string();
+    switch (k.size()) {
+      case 5:
+        if (is(k, "issue")) f.issue = &value;
+        break;
+      case 8:
+        if (is(k, "severity")) f.severity = &value;
+        if (is(k, "category")) f.category = &value;
+        break;
+      case 9:
+        if (is(k, "file_path")) f.file_path = &value;
+        break;
+      case 10:
+        if (is(k, "suggestion")) f.suggestion = &value;
+        if (is(k, "confidence")) f.confidence = &value;
+        break;
+      case 11:
+        if (is(k, "line_number")) f.line_number = &value;
+        break;
+      case 16:
+        if (is(k, "code_replacement")) f.code_replacement = &value;
+        break;
+      case 22:
+        if (is(k, "replacement_line_count")) f.replacement_line_count = &value;
+        break;
+      default:
+        break;
+    }
+  }
+  return f;
+}
+
+// The fields of an item the caller gave away: the mapping is not const, so
+// its values may be moved from. (Only its keys are read, never changed.)
+ItemFields<Value> owned(const ItemFields<const Value>& f) {
+  const auto own = [](const Value* v) { return const_cast<Value*>(v); };
+  return {own(f.file_path), own(f.line_number),      own(f.severity),
+          own(f.issue),     own(f.suggestion),       own(f.confidence),
+          own(f.category),  own(f.code_replacement), own(f.replacement_line_count)};
+}
+
+// The value to store: `fallback` for an absent key, else a copy of a read
+// item's value or the value moved out of an item given away.
+Value stored(const Value* value, const char* fallback) {
+  return value != nullptr ? *value : Value(fallback);
+}
+Value stored(Value* value, const char* fallback) {
+  return value != nullptr ? std::move(*value) : Value(fallback);
+}
+
+std::optional<std::vector<std::string>> code_lines(const Value* raw) {
+  return raw != nullptr ? filter_code_replacement(*raw) : std::nullopt;
+}
+std::optional<std::vector<std::string>> code_lines(Value* raw) {
+  return raw != nullptr ? filter_code_replacement(std::move(*raw)) : std::nullopt;
 }
 
 // The context a failed conversion of the item's `key` names, so that a reply
@@ -34,8 +114,7 @@ auto key_context(std::string_view key) {
 
 // The stored severity: the item's string "severity", else the agent's
 // default, lower-cased but not trimmed, through SEV_MAP.
-std::string severity_of(const Value::Mapping& item, const Value& severity_default) {
-  const Value* word = item.find("severity");
+std::string severity_of(const Value* word, const Value& severity_default) {
   if (word == nullptr || !word->is_string()) word = &severity_default;
   if (!word->is_string()) {
     throw TypeError("the agent's severity_default must be a string, not " +
@@ -67,41 +146,35 @@ std::int64_t replacement_line_count(const Value* raw) {
   return 1;
 }
 
-}  // namespace
-
-std::optional<AIReview> parse_finding_item(const Value& item, std::string_view agent_name,
-                                           const Value& severity_default) {
-  if (!item.is_mapping()) return std::nullopt;
-  const Value::Mapping& fields = item.as_mapping();
-
-  std::string severity = severity_of(fields, severity_default);
-  std::optional<std::vector<std::string>> code_replacement =
-      filter_code_replacement(value_or(fields, "code_replacement", Value()));
-  const std::int64_t line_count =
-      code_replacement ? replacement_line_count(fields.find("replacement_line_count")) : 1;
-  Value file_path = value_or(fields, "file_path", "unknown");
-
+template <class V>
+AIReview finding_from(const ItemFields<V>& f, std::string_view agent_name,
+                      const Value& severity_default) {
   // Computed in this order so that, of two bad values, the earlier one is
-  // the failure reported.
-  const std::int64_t line_number = with_context(
-      key_context("line_number"), [&] { return to_int(value_or(fields, "line_number", 0)); });
-  Value issue = value_or(fields, "issue", "");
-  Value suggestion = value_or(fields, "suggestion", "");
-  const double confidence = with_context(
-      key_context("confidence"), [&] { return to_float(value_or(fields, "confidence", 0.7)); });
-  const Value* raw_category = fields.find("category");
-  std::string category = normalise_category(raw_category != nullptr && raw_category->is_string()
-                                                ? std::string_view(raw_category->as_string())
+  // the failure reported. Nothing is moved out of the item before the last
+  // conversion that can fail.
+  std::string severity = severity_of(f.severity, severity_default);
+  const std::int64_t line_number = with_context(key_context("line_number"), [&] {
+    return f.line_number != nullptr ? to_int(*f.line_number) : 0;
+  });
+  const double confidence = with_context(key_context("confidence"), [&] {
+    return f.confidence != nullptr ? to_float(*f.confidence) : 0.7;
+  });
+  std::string category = normalise_category(f.category != nullptr && f.category->is_string()
+                                                ? std::string_view(f.category->as_string())
                                                 : std::string_view(),
                                             agent_name);
+  std::optional<std::vector<std::string>> code_replacement = code_lines(f.code_replacement);
+  const std::int64_t line_count =
+      code_replacement ? replacement_line_count(f.replacement_line_count) : 1;
+  Value file_path = stored(f.file_path, "unknown");
   std::string language = detect_language(file_path);
 
   return AIReview{
       .file_path = std::move(file_path),
       .line_number = line_number,
       .severity = std::move(severity),
-      .issue = std::move(issue),
-      .suggestion = std::move(suggestion),
+      .issue = stored(f.issue, ""),
+      .suggestion = stored(f.suggestion, ""),
       .confidence = confidence,
       .category = std::move(category),
       .agent_name = std::string(agent_name),
@@ -109,6 +182,20 @@ std::optional<AIReview> parse_finding_item(const Value& item, std::string_view a
       .replacement_line_count = line_count,
       .language = std::move(language),
   };
+}
+
+}  // namespace
+
+std::optional<AIReview> parse_finding_item(const Value& item, std::string_view agent_name,
+                                           const Value& severity_default) {
+  if (!item.is_mapping()) return std::nullopt;
+  return finding_from(gather(item.as_mapping()), agent_name, severity_default);
+}
+
+std::optional<AIReview> parse_finding_item(Value&& item, std::string_view agent_name,
+                                           const Value& severity_default) {
+  if (!item.is_mapping()) return std::nullopt;
+  return finding_from(owned(gather(item.as_mapping())), agent_name, severity_default);
 }
 
 }  // namespace tessik::detail

@@ -87,6 +87,11 @@ inline constexpr ConstStringMap SEV_MAP({
 // the key, e.g. `finding "line_number": ...`. Nothing is logged.
 std::optional<AIReview> parse_finding_item(const Value& item, std::string_view agent_name,
                                            const Value& severity_default = Value("minor"));
+// The same for an item the caller no longer needs: its texts are moved into
+// the finding instead of copied. After the call `item` is valid but its
+// values are unspecified.
+std::optional<AIReview> parse_finding_item(Value&& item, std::string_view agent_name,
+                                           const Value& severity_default = Value("minor"));
 
 }  // namespace detail
 }  // namespace tessik
