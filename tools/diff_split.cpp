@@ -178,6 +178,25 @@ FileChange finish(Section& s) {
 
 std::string at_line(std::size_t index) { return "line " + std::to_string(index + 1) + ": "; }
 
+// A line of a git section before its first hunk: a rename or copy target,
+// a new or deleted file, a binary change. Other lines (index, modes) are
+// skipped.
+void read_extended_header(std::string_view line, Section& section) {
+  if (line.starts_with("rename to ") || line.starts_with("copy to ")) {
+    std::string_view rest = line;
+    rest.remove_prefix(line.find(" to ") + 4);
+    section.rename_to = take_path(rest);
+  } else if (line.starts_with("new file mode")) {
+    section.new_file = true;
+  } else if (line.starts_with("deleted file mode")) {
+    section.deleted_file = true;
+  } else if (line.starts_with("Binary files ") && line.ends_with(" differ")) {
+    section.binary_marker = std::string(line);
+  } else if (line == "GIT binary patch") {
+    section.git_binary_patch = true;
+  }
+}
+
 }  // namespace
 
 std::vector<FileChange> split_unified_diff(std::string_view text) {
@@ -230,19 +249,7 @@ std::vector<FileChange> split_unified_diff(std::string_view text) {
     } else if (cur && cur->has_hunks && line.starts_with('\\')) {
       append(line);  // "\ No newline at end of file" after a hunk's last line
     } else if (cur && cur->git && !cur->has_hunks) {
-      std::string_view rest = line;
-      if (line.starts_with("rename to ") || line.starts_with("copy to ")) {
-        rest.remove_prefix(line.find(" to ") + 4);
-        cur->rename_to = take_path(rest);
-      } else if (line.starts_with("new file mode")) {
-        cur->new_file = true;
-      } else if (line.starts_with("deleted file mode")) {
-        cur->deleted_file = true;
-      } else if (line.starts_with("Binary files ") && line.ends_with(" differ")) {
-        cur->binary_marker = std::string(line);
-      } else if (line == "GIT binary patch") {
-        cur->git_binary_patch = true;
-      }
+      read_extended_header(line, *cur);
     }
   }
   if (old_left > 0 || new_left > 0) {
