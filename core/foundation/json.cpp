@@ -26,16 +26,16 @@ using Json = nlohmann::json;
 // once; a text longer than this gets a parser of its own, freed after.
 constexpr std::size_t kReusedParserBytes = std::size_t{4} << 20;
 
-// The array or object being filled, and where its walk stands. `keys` has
-// one bit set per key of the object so far (by `key_bit`): a key whose bit is
-// clear cannot be a repeat, and is appended without comparing it to the
-// others.
+// The array or object being filled, and where its walk stands: `items` for
+// an array, `fields` for an object. `keys` has one bit set per key of the
+// object so far (by `key_bit`): a key whose bit is clear cannot be a repeat,
+// and is appended without comparing it to the others.
 struct Frame {
-  Value* target;
+  Value::Sequence* items;
+  Value::Mapping* fields;
   simdjson::dom::array::iterator next_item, end_item;
   simdjson::dom::object::iterator next_field, end_field;
   std::uint64_t keys;
-  bool object;
 };
 
 // One of 64 bits for a key, from its length and first and last bytes:
@@ -55,16 +55,16 @@ void store(simdjson::dom::element e, Value& out, std::vector<Frame>& open) {
   switch (e.type()) {
     case Type::ARRAY: {
       const simdjson::dom::array items = e.get_array().value_unsafe();
-      ValueAccess::make_sequence(out, items.size());
+      Value::Sequence& sequence = ValueAccess::make_sequence(out, items.size());
       if (items.begin() != items.end())
-        open.push_back({&out, items.begin(), items.end(), {}, {}, 0, false});
+        open.push_back({&sequence, nullptr, items.begin(), items.end(), {}, {}, 0});
       return;
     }
     case Type::OBJECT: {
       const simdjson::dom::object fields = e.get_object().value_unsafe();
-      ValueAccess::make_mapping(out, fields.size());
+      Value::Mapping& mapping = ValueAccess::make_mapping(out, fields.size());
       if (fields.begin() != fields.end())
-        open.push_back({&out, {}, {}, fields.begin(), fields.end(), 0, true});
+        open.push_back({nullptr, &mapping, {}, {}, fields.begin(), fields.end(), 0});
       return;
     }
     case Type::INT64:
@@ -92,7 +92,7 @@ void store(simdjson::dom::element e, Value& out, std::vector<Frame>& open) {
 // placed last, or, for a repeated key, the entry of its first occurrence,
 // emptied (it takes the last value).
 Value& field_slot(Frame& top, std::string_view key) {
-  Value::Mapping& mapping = top.target->as_mapping();
+  Value::Mapping& mapping = *top.fields;
   const std::uint64_t bit = key_bit(key);
   if ((top.keys & bit) != 0) {
     if (Value* earlier = mapping.find(key)) {
@@ -110,11 +110,11 @@ Value build(simdjson::dom::element root) {
   Value result;
   std::vector<Frame> open;
   // Room for the depth of a usual reply in one small allocation.
-  open.reserve(12);
+  open.reserve(8);
   store(root, result, open);
   while (!open.empty()) {
     Frame& top = open.back();
-    if (top.object) {
+    if (top.fields != nullptr) {
       if (top.next_field == top.end_field) {
         open.pop_back();
         continue;
@@ -129,8 +129,7 @@ Value build(simdjson::dom::element root) {
       }
       const simdjson::dom::element item = *top.next_item;
       ++top.next_item;
-      Value::Sequence& items = top.target->as_sequence();
-      store(item, items.emplace_back(), open);
+      store(item, top.items->emplace_back(), open);
     }
   }
   return result;

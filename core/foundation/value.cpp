@@ -6,14 +6,11 @@
 #include <string>
 #include <unordered_map>
 
+#include <tessik/foundation/detail/value_access.hpp>
 #include <tessik/foundation/errors.hpp>
 
 namespace tessik {
 namespace {
-
-// Below this many entries a linear scan of the keys beats hashing them: most
-// mappings (definition files, finding items) have fewer.
-constexpr std::size_t kIndexThreshold = 24;
 
 bool is_container(const Value& v) noexcept { return v.is_sequence() || v.is_mapping(); }
 
@@ -167,7 +164,7 @@ std::ptrdiff_t Value::Mapping::index_of(std::string_view key) const {
 void Value::Mapping::added_last() {
   if (index_) {
     index_->positions.emplace(hash_value(entries_.back().first), entries_.size() - 1);
-  } else if (entries_.size() >= kIndexThreshold) {
+  } else if (entries_.size() >= kMappingIndexThreshold) {
     index_ = std::make_unique<Index>();
     index_->positions.reserve(entries_.size() * 2);
     for (std::size_t p = 0; p < entries_.size(); ++p) {

@@ -17,6 +17,11 @@
 
 namespace tessik {
 
+// A mapping of this many entries or more keeps a hash index of its keys;
+// below it a linear scan of the keys beats hashing them, and most mappings
+// (definition files, finding items) are smaller.
+inline constexpr std::size_t kMappingIndexThreshold = 24;
+
 struct ValueAccess {
   // Each `make_*` turns a null `v` into the given kind and returns the new
   // content. `v` must be null: nothing it held would be freed safely.
@@ -44,7 +49,7 @@ struct ValueAccess {
   static Value& append_new_key(Value::Mapping& m, std::string_view key) {
     m.entries_.emplace_back(std::piecewise_construct, std::forward_as_tuple(key),
                             std::forward_as_tuple());
-    m.added_last();
+    if (m.index_ != nullptr || m.entries_.size() >= kMappingIndexThreshold) m.added_last();
     return m.entries_.back().second;
   }
 };

@@ -146,42 +146,35 @@ std::int64_t replacement_line_count(const Value* raw) {
   return 1;
 }
 
+// The finding of the item whose fields are `f`, built in its final place.
 template <class V>
-AIReview finding_from(const ItemFields<V>& f, std::string_view agent_name,
-                      const Value& severity_default) {
+std::optional<AIReview> finding_from(const ItemFields<V>& f, std::string_view agent_name,
+                                     const Value& severity_default) {
+  std::optional<AIReview> out(std::in_place);
+  AIReview& r = *out;
   // Computed in this order so that, of two bad values, the earlier one is
   // the failure reported. Nothing is moved out of the item before the last
   // conversion that can fail.
-  std::string severity = severity_of(f.severity, severity_default);
-  const std::int64_t line_number = with_context(key_context("line_number"), [&] {
+  r.severity = severity_of(f.severity, severity_default);
+  r.line_number = with_context(key_context("line_number"), [&] {
     return f.line_number != nullptr ? to_int(*f.line_number) : 0;
   });
-  const double confidence = with_context(key_context("confidence"), [&] {
+  r.confidence = with_context(key_context("confidence"), [&] {
     return f.confidence != nullptr ? to_float(*f.confidence) : 0.7;
   });
-  std::string category = normalise_category(f.category != nullptr && f.category->is_string()
-                                                ? std::string_view(f.category->as_string())
-                                                : std::string_view(),
-                                            agent_name);
-  std::optional<std::vector<std::string>> code_replacement = code_lines(f.code_replacement);
-  const std::int64_t line_count =
-      code_replacement ? replacement_line_count(f.replacement_line_count) : 1;
-  Value file_path = stored(f.file_path, "unknown");
-  std::string language = detect_language(file_path);
-
-  return AIReview{
-      .file_path = std::move(file_path),
-      .line_number = line_number,
-      .severity = std::move(severity),
-      .issue = stored(f.issue, ""),
-      .suggestion = stored(f.suggestion, ""),
-      .confidence = confidence,
-      .category = std::move(category),
-      .agent_name = std::string(agent_name),
-      .code_replacement = std::move(code_replacement),
-      .replacement_line_count = line_count,
-      .language = std::move(language),
-  };
+  r.category = normalise_category(f.category != nullptr && f.category->is_string()
+                                      ? std::string_view(f.category->as_string())
+                                      : std::string_view(),
+                                  agent_name);
+  r.code_replacement = code_lines(f.code_replacement);
+  r.replacement_line_count =
+      r.code_replacement ? replacement_line_count(f.replacement_line_count) : 1;
+  r.file_path = stored(f.file_path, "unknown");
+  r.language = detect_language(r.file_path);
+  r.issue = stored(f.issue, "");
+  r.suggestion = stored(f.suggestion, "");
+  r.agent_name = agent_name;
+  return out;
 }
 
 }  // namespace
