@@ -288,7 +288,7 @@ TEST(ReadTextFile, FailuresHaveTheirKinds) {
   };
   EXPECT_EQ(kind(missing), "FileNotFoundError");
   EXPECT_EQ(testing::failure_of([&] { read_text_file(missing); }).message,
-            "[Errno 2] No such file or directory: '" + missing.string() + "'");
+            "cannot read " + missing.string() + ": it does not exist");
   EXPECT_EQ(kind(tmp.path()), "IsADirectoryError");
   EXPECT_EQ(kind(fifo), "OSError") << "a FIFO is refused, without blocking";
   EXPECT_EQ(kind(tmp.write("big.md", std::string(11, 'x')), 10), "ValueError");
@@ -303,26 +303,32 @@ TEST(ReadTextFile, InvalidUtf8NamesTheBytePosition) {
   struct Case {
     const char* name;
     std::string bytes;
-    const char* message;
+    std::string message;  // after "<path> is not valid UTF-8: "
+    TextPosition at;
   } const cases[] = {
-      {"bad continuation", "ok\n\xc3(",
-       "'utf-8' codec can't decode byte 0xc3 in position 3: invalid continuation byte"},
-      {"stray continuation", "a\x80",
-       "'utf-8' codec can't decode byte 0x80 in position 1: invalid start byte"},
-      {"overlong lead", "\xc0\xaf",
-       "'utf-8' codec can't decode byte 0xc0 in position 0: invalid start byte"},
-      {"surrogate", "\xed\xa0\x80",
-       "'utf-8' codec can't decode byte 0xed in position 0: invalid continuation byte"},
-      {"truncated at the end", "ab\xe4\xb8",
-       "'utf-8' codec can't decode bytes in position 2-3: unexpected end of data"},
-      {"valid prefix then a bad byte", "\xf0\x9f\x98x",
-       "'utf-8' codec can't decode bytes in position 0-2: invalid continuation byte"},
+      {"bad continuation", "ok\n\xc3(", "byte 0xC3 at offset 3", {2, 1}},
+      {"stray continuation", "a\x80", "byte 0x80 at offset 1", {1, 2}},
+      {"overlong lead", "\xc0\xaf", "byte 0xC0 at offset 0", {1, 1}},
+      {"surrogate", "\xed\xa0\x80", "byte 0xED at offset 0", {1, 1}},
+      {"truncated at the end",
+       "ab\xe4\xb8",
+       "bytes 0xE4 0xB8 at offset 2 (cut off by the end of the file)",
+       {1, 3}},
+      {"valid prefix then a bad byte", "\xf0\x9f\x98x", "bytes 0xF0 0x9F 0x98 at offset 0", {1, 1}},
+      {"after CR LF, a lone CR and a two-byte character",
+       "a\r\nb\r\xc3\xa9\xff",
+       "byte 0xFF at offset 7",
+       {3, 2}},
   };
   for (const Case& c : cases) {
-    const testing::Failure f =
-        testing::failure_of([&] { read_text_file(tmp.write("bad.md", c.bytes)); });
-    EXPECT_EQ(f.kind, "UnicodeDecodeError") << c.name;
-    EXPECT_EQ(f.message, c.message) << c.name;
+    const std::filesystem::path file = tmp.write("bad.md", c.bytes);
+    try {
+      read_text_file(file);
+      ADD_FAILURE() << c.name << " was read";
+    } catch (const UnicodeDecodeError& e) {
+      EXPECT_EQ(e.what(), file.string() + " is not valid UTF-8: " + c.message) << c.name;
+      EXPECT_EQ(e.position(), c.at) << c.name;
+    }
   }
 }
 

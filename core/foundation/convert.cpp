@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include <tessik/foundation/detail/number_scan.hpp>
+#include <tessik/foundation/detail/value_words.hpp>
 #include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/text.hpp>
 
@@ -24,11 +25,16 @@ bool equals_ascii_nocase(std::string_view text, std::string_view lower_word) {
 }
 
 [[noreturn]] void throw_int_literal(const std::string& text) {
-  throw InvalidValueError("invalid literal for int() with base 10: " + repr(text));
+  throw InvalidValueError("expected an integer, got the text " + detail::quoted_text(text));
 }
 
 [[noreturn]] void throw_float_literal(const std::string& text) {
-  throw InvalidValueError("could not convert string to float: " + repr(text));
+  throw InvalidValueError("expected a number, got the text " + detail::quoted_text(text));
+}
+
+[[noreturn]] void throw_int_range(const Value& v) {
+  throw OverflowError("expected an integer within the 64-bit range, got " +
+                      detail::describe_value(v));
 }
 
 // Text conversions take surrounding white space and single underscores
@@ -41,7 +47,7 @@ std::int64_t parse_int_text(const std::string& text) {
     throw_int_literal(text);
   }
   const std::optional<std::int64_t> value = detail::signed_value(negative, magnitude);
-  if (!value) throw OverflowError("int too large to convert to a 64-bit integer: " + repr(text));
+  if (!value) throw_int_range(Value(text));
   return *value;
 }
 
@@ -68,20 +74,17 @@ std::int64_t to_int(const Value& v) {
       return v.as_bool() ? 1 : 0;
     case Value::Kind::floating: {
       const double d = v.as_float();
-      if (std::isnan(d)) throw InvalidValueError("cannot convert float NaN to integer");
-      if (std::isinf(d)) throw OverflowError("cannot convert float infinity to integer");
+      if (std::isnan(d)) throw InvalidValueError("expected an integer, got the number nan");
+      if (std::isinf(d))
+        throw OverflowError("expected an integer, got " + detail::describe_value(v));
       const double t = std::trunc(d);
-      if (t < -9223372036854775808.0 || t >= 9223372036854775808.0) {
-        throw OverflowError("float " + text_form(v) + " is out of the 64-bit integer range");
-      }
+      if (t < -9223372036854775808.0 || t >= 9223372036854775808.0) throw_int_range(v);
       return static_cast<std::int64_t>(t);
     }
     case Value::Kind::string:
       return parse_int_text(v.as_string());
     default:
-      throw TypeError(
-          "int() argument must be a string, a bytes-like object or a real number, not '" +
-          std::string(Value::kind_name(v.kind())) + "'");
+      throw TypeError("expected an integer, got " + detail::describe_value(v));
   }
 }
 
@@ -96,8 +99,7 @@ double to_float(const Value& v) {
     case Value::Kind::string:
       return parse_float_text(v.as_string());
     default:
-      throw TypeError("float() argument must be a string or a real number, not '" +
-                      std::string(Value::kind_name(v.kind())) + "'");
+      throw TypeError("expected a number, got " + detail::describe_value(v));
   }
 }
 

@@ -25,6 +25,7 @@
 #ifndef TESSIK_FOUNDATION_ERRORS_HPP_
 #define TESSIK_FOUNDATION_ERRORS_HPP_
 
+#include <cstddef>
 #include <exception>
 #include <optional>
 #include <stdexcept>
@@ -32,6 +33,14 @@
 #include <string_view>
 
 namespace tessik {
+
+// A place in a text file: line and column, both counted from 1. Columns
+// count characters (code points), not bytes.
+struct TextPosition {
+  std::size_t line = 1;
+  std::size_t column = 1;
+  friend bool operator==(const TextPosition&, const TextPosition&) = default;
+};
 
 // Base of every failure the library throws.
 class Error : public std::runtime_error {
@@ -46,8 +55,16 @@ class Error : public std::runtime_error {
   const std::optional<std::string>& call_site() const noexcept { return call_site_; }
   void set_call_site(std::string site) { call_site_ = std::move(site); }
 
+  // Where in its file the failure stands, when it comes from one place of a
+  // text: a YAML syntax error's mark, the value of a definition key that
+  // cannot be converted, the first byte that is not UTF-8. The message does
+  // not depend on it.
+  const std::optional<TextPosition>& position() const noexcept { return position_; }
+  void set_position(TextPosition position) noexcept { position_ = position; }
+
  private:
   std::optional<std::string> call_site_;
+  std::optional<TextPosition> position_;
 };
 
 // A value of the right kind that cannot be used (a malformed number, a
@@ -87,8 +104,12 @@ class FileSystemError : public Error {
  public:
   FileSystemError(const std::string& message, int error_number)
       : Error(message), errno_(error_number) {}
-  // "<what>: <the system's text for error_number>", keeping the errno.
+  // "<what>: <reason(error_number)>", keeping the errno.
   static FileSystemError from_errno(const std::string& what, int error_number);
+  // The errno in plain words about the path concerned: "it does not exist",
+  // "it is a directory", "permission denied", "a part of its path is not a
+  // directory", "its symbolic links loop"; the system's text otherwise.
+  static std::string reason(int error_number);
 
   int error_number() const noexcept { return errno_; }
   std::string_view class_name() const noexcept override;

@@ -122,12 +122,12 @@ std::string read_file_bytes(const std::filesystem::path& p,
 // every lone CR into LF. A leading byte-order mark is kept.
 //
 // Throws FileSystemError, keeping the errno, for a missing path, a directory
-// or an unreadable file, with the platform's wording ("[Errno 2] No such
-// file or directory: 'a.md'", "[Errno 21] Is a directory: 'x.md'"), and for
-// anything that is not a regular file (a FIFO, a device). Throws
-// UnicodeDecodeError for ill-formed UTF-8, naming the byte and its position
-// ("'utf-8' codec can't decode byte 0xff in position 3: invalid start
-// byte"), and InvalidValueError when the file holds more than `max_bytes`.
+// or an unreadable file ("cannot read a.md: it does not exist", "cannot read
+// x.md: it is a directory"), and for anything that is not a regular file (a
+// FIFO, a device). Throws UnicodeDecodeError for ill-formed UTF-8, naming
+// the bytes and their offset ("a.md is not valid UTF-8: byte 0xFF at offset
+// 3") and carrying their line and column (CR LF, lone CR and LF each end a
+// line); InvalidValueError when the file holds more than `max_bytes`.
 std::string read_text_file(const std::filesystem::path& p,
                            std::size_t max_bytes = kMaxTextFileBytes);
 

@@ -3,47 +3,63 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <string>
 #include <system_error>
 
+#include <tessik/foundation/detail/utf8.hpp>
 #include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/text.hpp>
-#include <tessik/foundation/detail/utf8.hpp>
 
 namespace tessik {
 namespace {
 
-// "[Errno 2] No such file or directory: 'agents/a.md'", the platform's
-// wording with the path in literal form.
+// "cannot read agents/a.md: it does not exist".
 [[noreturn]] void throw_os_error(int err, const std::filesystem::path& p) {
-  throw FileSystemError("[Errno " + std::to_string(err) + "] " +
-                            std::generic_category().message(err) + ": " + repr(p.native()),
-                        err);
+  throw FileSystemError::from_errno("cannot read " + p.native(), err);
 }
 
 [[noreturn]] void throw_too_large(const std::filesystem::path& p, std::size_t max_bytes) {
-  throw InvalidValueError("file too large: " + repr(p.native()) + " holds more than " +
+  throw InvalidValueError("cannot read " + p.native() + ": it is larger than the limit of " +
                           std::to_string(max_bytes) + " bytes");
 }
 
-// Describes the ill-formed sequence at `pos` the way UTF-8 decoders
-// usually do: "'utf-8' codec can't decode byte 0xff in position 3: invalid
-// start byte", or "bytes in position 3-4" when the sequence is longer.
-[[noreturn]] void throw_decode_error(std::string_view bytes, std::size_t pos) {
-  const utf8::Step step = utf8::decode(bytes, pos);
-  const auto lead = static_cast<unsigned char>(bytes[pos]);
-  const char* reason = lead < 0xC2 || lead > 0xF4          ? "invalid start byte"
-                       : pos + step.length == bytes.size() ? "unexpected end of data"
-                                                           : "invalid continuation byte";
-  char where[96];
-  if (step.length <= 1) {
-    std::snprintf(where, sizeof where, "byte 0x%02x in position %zu", lead, pos);
-  } else {
-    std::snprintf(where, sizeof where, "bytes in position %zu-%zu", pos, pos + step.length - 1);
+// Where byte `offset` of `bytes` stands, counting CR LF, lone CR and LF as
+// one line end each, as the text is read.
+TextPosition position_of_byte(std::string_view bytes, std::size_t offset) {
+  TextPosition at;
+  for (std::size_t i = 0; i < offset; ++i) {
+    const char c = bytes[i];
+    if (c == '\n' || (c == '\r' && (i + 1 >= bytes.size() || bytes[i + 1] != '\n'))) {
+      ++at.line;
+      at.column = 1;
+    } else if (c != '\r' && (static_cast<unsigned char>(c) & 0xC0) != 0x80) {
+      ++at.column;
+    }
   }
-  throw UnicodeDecodeError(std::string("'utf-8' codec can't decode ") + where + ": " + reason);
+  return at;
+}
+
+// "a.md is not valid UTF-8: byte 0xFF at offset 3", naming the bytes of
+// the ill-formed sequence; the error carries the line and column.
+[[noreturn]] void throw_decode_error(const std::filesystem::path& p, std::string_view bytes,
+                                     std::size_t pos) {
+  const utf8::Step step = utf8::decode(bytes, pos);
+  const std::size_t length = std::max<std::size_t>(step.length, 1);
+  std::string shown = length == 1 ? "byte" : "bytes";
+  for (std::size_t i = pos; i < pos + length; ++i) {
+    char hex[8];
+    std::snprintf(hex, sizeof hex, " 0x%02X", static_cast<unsigned char>(bytes[i]));
+    shown += hex;
+  }
+  const bool truncated = length > 1 && pos + length == bytes.size();
+  UnicodeDecodeError error(p.native() + " is not valid UTF-8: " + shown + " at offset " +
+                           std::to_string(pos) +
+                           (truncated ? " (cut off by the end of the file)" : ""));
+  error.set_position(position_of_byte(bytes, pos));
+  throw error;
 }
 
 class FileDescriptor {
@@ -70,7 +86,7 @@ std::string read_file_bytes(const std::filesystem::path& p, std::size_t max_byte
   if (::fstat(fd, &st) != 0) throw_os_error(errno, p);
   if (S_ISDIR(st.st_mode)) throw_os_error(EISDIR, p);
   if (!S_ISREG(st.st_mode)) {
-    throw FileSystemError("not a regular file: " + repr(p.native()), EINVAL);
+    throw FileSystemError("cannot read " + p.native() + ": it is not a regular file", EINVAL);
   }
   if (static_cast<std::uintmax_t>(st.st_size) > max_bytes) throw_too_large(p, max_bytes);
 
@@ -94,7 +110,7 @@ std::string read_file_bytes(const std::filesystem::path& p, std::size_t max_byte
 std::string read_text_file(const std::filesystem::path& p, std::size_t max_bytes) {
   std::string text = read_file_bytes(p, max_bytes);
   if (const std::size_t bad = utf8::first_invalid(text); bad != std::string::npos) {
-    throw_decode_error(text, bad);
+    throw_decode_error(p, text, bad);
   }
   // CR LF and lone CR become LF, in place.
   std::size_t out = 0;

@@ -14,7 +14,9 @@
 
 #include <cstddef>
 #include <string_view>
+#include <vector>
 
+#include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/limits.hpp>
 #include <tessik/foundation/value.hpp>
 
@@ -66,7 +68,7 @@ inline constexpr std::size_t kYamlMaxScalarBytes = limits::kYamlScalarBytes;
 //    Any other "<<" value is a YamlError. A quoted "<<" is an ordinary key.
 //  - A repeated key keeps its first position and takes its last value.
 //  - Keys must be scalars: a sequence or mapping key is a YamlError
-//    ("unhashable key"). A NaN key (".nan") loads; it equals no key, so it
+//    ("a sequence cannot be a mapping key"). A NaN key (".nan") loads; it equals no key, so it
 //    can never be found again, and two of them are two entries.
 //
 // Every YamlError message carries the reason and its 1-based position, e.g.
@@ -76,6 +78,45 @@ inline constexpr std::size_t kYamlMaxScalarBytes = limits::kYamlScalarBytes;
 //
 // Thread safety: reentrant; calls on different threads share nothing.
 Value load_yaml(std::string_view text);
+
+// Where one node of a loaded document stands in its text.
+struct YamlPlace {
+  // The node's mapping key; for the root and a sequence item, where the
+  // node itself stands.
+  TextPosition key{};
+  // The node itself: a scalar's first character (its quote or indicator
+  // included), a collection's first item or opening bracket, the alias that
+  // repeated it. An empty value written as nothing ("key:") stands where
+  // the parser met it, on the key's line.
+  TextPosition value{};
+  // The places of a sequence's items, or of a mapping's entries, in the
+  // order of the loaded Value. A repeated key keeps the place of its first
+  // key and takes that of its last value; an entry brought by a merge key
+  // stands where the merged mapping wrote it, and an entry that overrides a
+  // merged one where it is itself written; nodes repeated by an alias stand
+  // where their anchor wrote them.
+  std::vector<YamlPlace> children;
+};
+
+// A loaded document with the place of every node.
+struct YamlDocument {
+  Value value;
+  YamlPlace place;
+};
+
+// Loads `text` exactly as load_yaml does and also records where each node
+// stands. Lines are counted from `first_line` (a Markdown front-matter's
+// YAML starts on line 2 or later of its file), columns from 1 in
+// characters; CR LF and lone CR count as one line end, as in libyaml. A
+// YamlError carries its mark as its position, counted the same way (its
+// message keeps the mark counted in `text`). An empty document's place is
+// the start of the text. The place tree costs about 40 bytes per node
+// (an alias's copy included) and lives as long as the document.
+YamlDocument load_yaml_document(std::string_view text, std::size_t first_line = 1);
+
+// The place of the entry under the text key `key` in `mapping`, whose place
+// is `place`, or nullptr when `mapping` is no mapping or lacks the key.
+const YamlPlace* find_place(const Value& mapping, const YamlPlace& place, std::string_view key);
 
 }  // namespace tessik
 

@@ -24,14 +24,25 @@ AgentDefinition MarkdownAgentParser::parse(const std::filesystem::path& path) co
   const auto split = detail::split_front_matter(text);
   if (!split) throw InvalidValueError("No YAML front-matter found in " + file.native());
 
-  Value front_matter = detail::load_definition_mapping(split->front_matter, file);
+  // Positions count the file's lines: the front-matter starts below the
+  // opening delimiter and the blank lines it swallows.
+  const std::size_t first_line =
+      detail::position_of_offset(text,
+                                 static_cast<std::size_t>(split->front_matter.data() - text.data()))
+          .line;
+  YamlDocument front_matter =
+      detail::load_definition_mapping(split->front_matter, file, first_line);
   // The key's presence decides, not its value: a "system_prompt" of "" or
   // null keeps the body out.
   const std::string_view body = strip(split->body);
-  if (!body.empty() && !front_matter.as_mapping().contains("system_prompt")) {
-    front_matter.as_mapping().set("system_prompt", body);
+  Value::Mapping& keys = front_matter.value.as_mapping();
+  if (!body.empty() && !keys.contains("system_prompt")) {
+    keys.set("system_prompt", body);
+    const TextPosition at =
+        detail::position_of_offset(text, static_cast<std::size_t>(body.data() - text.data()));
+    front_matter.place.children.push_back({at, at, {}});
   }
-  return detail::finish_definition(front_matter, file);
+  return detail::finish_definition(front_matter.value, file, &front_matter.place);
 }
 
 }  // namespace tessik

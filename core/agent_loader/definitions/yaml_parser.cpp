@@ -17,7 +17,8 @@ AgentDefinition YAMLAgentParser::parse(const std::filesystem::path& path) const 
   // Tidied once, as the Markdown parser does.
   const std::filesystem::path file = path_text(path);
   const std::string text = detail::read_definition_text(file);
-  return detail::finish_definition(detail::load_definition_mapping(text, file), file);
+  const YamlDocument document = detail::load_definition_mapping(text, file);
+  return detail::finish_definition(document.value, file, &document.place);
 }
 
 }  // namespace tessik

@@ -20,20 +20,27 @@ namespace tessik::detail {
 // Runs `convert()` and returns its result. An `OverflowError`, `TypeError`,
 // `UnicodeDecodeError` or `InvalidValueError` it throws is rethrown as the
 // same class with the message `context() + ": " + original message`; the
-// context is built only on failure. Other exceptions pass through unchanged.
+// context is built only on failure, and a position the original carries is
+// kept. Other exceptions pass through unchanged.
+template <class Kind>
+[[noreturn]] void rethrow_in_context(const Kind& e, const std::string& context) {
+  Kind wrapped(context + ": " + e.what());
+  if (e.position()) wrapped.set_position(*e.position());
+  throw wrapped;
+}
+
 template <class Context, class Convert>
 auto with_context(Context&& context, Convert&& convert) -> decltype(convert()) {
-  const auto message = [&](const Error& e) { return std::string(context()) + ": " + e.what(); };
   try {
     return convert();
   } catch (const OverflowError& e) {
-    throw OverflowError(message(e));
+    rethrow_in_context(e, std::string(context()));
   } catch (const TypeError& e) {
-    throw TypeError(message(e));
+    rethrow_in_context(e, std::string(context()));
   } catch (const UnicodeDecodeError& e) {
-    throw UnicodeDecodeError(message(e));
+    rethrow_in_context(e, std::string(context()));
   } catch (const InvalidValueError& e) {
-    throw InvalidValueError(message(e));
+    rethrow_in_context(e, std::string(context()));
   }
 }
 

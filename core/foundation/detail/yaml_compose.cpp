@@ -26,8 +26,19 @@ std::string position(std::size_t line, std::size_t column) {
 
 std::string position(const yaml_mark_t& mark) { return position(mark.line, mark.column); }
 
+TextPosition text_position(std::size_t line, std::size_t column) { return {line + 1, column + 1}; }
+TextPosition text_position(const yaml_mark_t& mark) {
+  return text_position(mark.line, mark.column);
+}
+
+[[noreturn]] void fail_at(const std::string& message, TextPosition at) {
+  YamlError error(message);
+  error.set_position(at);
+  throw error;
+}
+
 [[noreturn]] void fail(const std::string& what, const yaml_mark_t& mark) {
-  throw YamlError(what + position(mark));
+  fail_at(what + position(mark), text_position(mark));
 }
 
 // A tag as its author most likely wrote it: "!!int" rather than the
@@ -53,9 +64,10 @@ std::string shown_text(std::string_view text) {
   return shown.append("'");
 }
 
-// The line and column of byte `offset`, for reader errors, which libyaml
-// reports by offset only. Columns count characters, as libyaml's do.
-std::string position_of_offset(std::string_view text, std::size_t offset) {
+// The line and column of byte `offset`, 0-based, for reader errors, which
+// libyaml reports by offset only. Columns count characters, as libyaml's do.
+std::pair<std::size_t, std::size_t> line_column_of_offset(std::string_view text,
+                                                          std::size_t offset) {
   offset = std::min(offset, text.size());
   std::size_t line = 0, column = 0;
   for (std::size_t i = 0; i < offset; ++i) {
@@ -66,7 +78,7 @@ std::string position_of_offset(std::string_view text, std::size_t offset) {
       ++column;
     }
   }
-  return position(line, column);
+  return {line, column};
 }
 
 [[noreturn]] void fail_parse(const yaml_parser_t& p, std::string_view text) {
@@ -78,11 +90,12 @@ std::string position_of_offset(std::string_view text, std::size_t offset) {
       std::snprintf(hex, sizeof hex, " (0x%02X)", static_cast<unsigned>(p.problem_value));
       message += hex;
     }
-    throw YamlError(message + position_of_offset(text, p.problem_offset));
+    const auto [line, column] = line_column_of_offset(text, p.problem_offset);
+    fail_at(message + position(line, column), text_position(line, column));
   }
   message += position(p.problem_mark);
   if (p.context) message += " (" + std::string(p.context) + position(p.context_mark) + ")";
-  throw YamlError(message);
+  fail_at(message, text_position(p.problem_mark));
 }
 
 class Parser {
@@ -303,10 +316,12 @@ class Composer {
     node.height = o.child_height + 1;
     node.first_child = static_cast<std::uint32_t>(graph_.children.size());
     node.child_count = static_cast<std::uint32_t>(pending_.size() - o.first_pending);
-    graph_.children.insert(graph_.children.end(),
-                           pending_.begin() + static_cast<std::ptrdiff_t>(o.first_pending),
-                           pending_.end());
+    const auto first = static_cast<std::ptrdiff_t>(o.first_pending);
+    graph_.children.insert(graph_.children.end(), pending_.begin() + first, pending_.end());
+    graph_.child_marks.insert(graph_.child_marks.end(), pending_marks_.begin() + first,
+                              pending_marks_.end());
     pending_.resize(o.first_pending);
+    pending_marks_.resize(o.first_pending);
     node.nodes = total_nodes_ - o.nodes_before;
     node.text = total_text_ - o.text_before;
     added(o.anchor, o.start);
@@ -337,6 +352,7 @@ class Composer {
   void attach(std::uint32_t index, const yaml_mark_t& mark) {
     if (open_.empty()) {
       graph_.root = index;
+      graph_.root_mark = text_position(mark);
       return;
     }
     Open& parent = open_.back();
@@ -352,12 +368,12 @@ class Composer {
       }
     }
     pending_.push_back(index);
+    pending_marks_.push_back(text_position(mark));
   }
 
   static void check_key(const YamlNode& key, const yaml_mark_t& mark) {
     if (key.kind != YamlNode::Kind::scalar) {
-      fail(std::string("found unhashable key (") + kind_noun(key.kind) +
-               "); mapping keys must be scalars",
+      fail(std::string(kind_noun(key.kind)) + " cannot be a mapping key; keys must be scalars",
            mark);
     }
   }
@@ -378,7 +394,8 @@ class Composer {
   Parser parser_;
   YamlGraph graph_;
   std::vector<Open> open_;
-  std::vector<std::uint32_t> pending_;  // children of the open collections, innermost last
+  std::vector<std::uint32_t> pending_;       // children of the open collections, innermost last
+  std::vector<TextPosition> pending_marks_;  // where each of pending_ stands
   std::unordered_map<std::string, std::uint32_t> anchors_;
   int documents_ = 0;
   std::size_t total_nodes_ = 0;

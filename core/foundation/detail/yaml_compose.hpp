@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/value.hpp>
 
 namespace tessik::detail {
@@ -34,15 +35,20 @@ struct YamlNode {
 
 // A composed document. Children precede their parents, and an alias is an
 // index of an earlier node, so the graph is acyclic.
+// Each child slot has the mark of the event that placed it there, so that
+// an alias stands where the alias is written, not where its anchor is.
 struct YamlGraph {
   std::vector<YamlNode> nodes;
-  std::vector<std::uint32_t> children;  // mapping children alternate key, value
-  std::optional<std::uint32_t> root;    // absent for an empty stream
+  std::vector<std::uint32_t> children;    // mapping children alternate key, value
+  std::vector<TextPosition> child_marks;  // where each of `children` stands in the text
+  std::optional<std::uint32_t> root;      // absent for an empty stream
+  TextPosition root_mark{};
 };
 
 // Composes the single document in `text` (UTF-8 without a byte-order mark).
 // Every failure that load_yaml documents, other than the input size, is
-// thrown from here as a YamlError. An alias adds the size of what it repeats
+// thrown from here as a YamlError carrying its mark as the error's position
+// (counted in `text`). An alias adds the size of what it repeats
 // to the running totals, so a bomb fails at the alias that would exceed the
 // limits, before anything is copied.
 YamlGraph compose_yaml(std::string_view text);

@@ -3,13 +3,14 @@
 #include <cerrno>
 #include <system_error>
 
+#include <tessik/agent_loader/definitions/detail/dict_to_definition.hpp>
+#include <tessik/agent_loader/definitions/detail/guard_rails.hpp>
+#include <tessik/agent_loader/definitions/parsers.hpp>
+#include <tessik/agent_loader/findings/detail/category.hpp>
+#include <tessik/foundation/detail/value_words.hpp>
 #include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/text.hpp>
 #include <tessik/foundation/yaml.hpp>
-#include <tessik/agent_loader/findings/detail/category.hpp>
-#include <tessik/agent_loader/definitions/detail/guard_rails.hpp>
-#include <tessik/agent_loader/definitions/parsers.hpp>
-#include <tessik/agent_loader/definitions/detail/dict_to_definition.hpp>
 
 namespace tessik::detail {
 
@@ -29,25 +30,37 @@ std::string read_definition_text(const std::filesystem::path& path) {
   return read_text_file(path, MAX_DEFINITION_FILE_BYTES);
 }
 
-Value load_definition_mapping(std::string_view yaml, const std::filesystem::path& path) {
-  Value data = load_yaml(yaml);
-  if (!data.truthy()) return Value::Mapping{};
-  if (!data.is_mapping()) {
-    throw TypeError("Agent definition " + path_text(path) +
-                    " must hold a mapping of definition keys, not " +
-                    std::string(Value::kind_name(data.kind())));
+YamlDocument load_definition_mapping(std::string_view yaml, const std::filesystem::path& path,
+                                     std::size_t first_line) {
+  YamlDocument document = load_yaml_document(yaml, first_line);
+  const Value& data = document.value;
+  if (!data.truthy()) {
+    document.value = Value::Mapping{};
+    document.place.children.clear();
+    return document;
   }
-  return data;
+  if (!data.is_mapping()) {
+    TypeError error("Agent definition " + path_text(path) +
+                    ": expected a mapping of definition keys, got " + describe_value(data));
+    error.set_position(document.place.value);
+    throw error;
+  }
+  return document;
 }
 
-AgentDefinition finish_definition(const Value& data, const std::filesystem::path& path) {
+AgentDefinition finish_definition(const Value& data, const std::filesystem::path& path,
+                                  const YamlPlace* place) {
   const std::string source = path_text(path);
-  AgentDefinition definition = dict_to_definition(data, source);
+  AgentDefinition definition = dict_to_definition(data, source, place);
   if (AGENT_CANONICAL_CATEGORY.contains(definition.name)) {
     if (!definition.system_prompt.is_string()) {
-      throw TypeError("Agent definition " + source + ": 'system_prompt' of built-in agent '" +
-                      definition.name + "' must be a string, not " +
-                      std::string(Value::kind_name(definition.system_prompt.kind())));
+      TypeError error("Agent definition key 'system_prompt' in " + source +
+                      ": the built-in agent '" + definition.name +
+                      "' needs a text to put the guard rails in front of, got " +
+                      describe_value(definition.system_prompt));
+      const YamlPlace* at = place ? find_place(data, *place, "system_prompt") : nullptr;
+      if (at != nullptr) error.set_position(at->value);
+      throw error;
     }
     definition.system_prompt = prepend_guard_rails(definition.system_prompt.as_string());
   }

@@ -4,9 +4,10 @@
 #include <string>
 #include <utility>
 
+#include <tessik/agent_loader/detail/conversion_context.hpp>
+#include <tessik/foundation/detail/value_words.hpp>
 #include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/text.hpp>
-#include <tessik/agent_loader/detail/conversion_context.hpp>
 
 namespace tessik::detail {
 namespace {
@@ -40,41 +41,55 @@ Value::Sequence to_sequence(const Value& v) {
       return keys;
     }
     default:
-      throw TypeError("expected a sequence of strings, got " +
-                      std::string(Value::kind_name(v.kind())) + " " + repr(v));
+      throw TypeError("expected a list of texts, got " + describe_value(v));
   }
 }
 
 }  // namespace
 
-AgentDefinition dict_to_definition(const Value& data, std::string_view source) {
+AgentDefinition dict_to_definition(const Value& data, std::string_view source,
+                                   const YamlPlace* place) {
+  // Runs `step`; a failure it throws gets the position of `key`'s value.
+  const auto at_key = [&](const char* key, auto step) -> decltype(step()) {
+    try {
+      return step();
+    } catch (Error& e) {
+      const YamlPlace* at = place != nullptr ? find_place(data, *place, key) : nullptr;
+      if (at != nullptr && !e.position()) e.set_position(at->value);
+      throw;
+    }
+  };
   if (!data.is_mapping()) {
-    throw TypeError("Agent definition data" + in_source(source) + " must be a mapping, not " +
-                    std::string(Value::kind_name(data.kind())));
+    throw TypeError("Agent definition data" + in_source(source) +
+                    ": expected a mapping of definition keys, got " + describe_value(data));
   }
   const Value::Mapping& keys = data.as_mapping();
 
   const Value* name = keys.find("name");
-  if (name == nullptr || !name->truthy()) {
-    throw InvalidValueError("Agent definition missing required 'name' field in " +
-                            std::string(source));
-  }
-  // The default display name is computed before "display_name" is looked at,
-  // so a name of the wrong kind fails even when a display name is given.
-  if (!name->is_string()) {
-    throw TypeError("Agent definition 'name'" + in_source(source) + " must be a string, not " +
-                    std::string(Value::kind_name(name->kind())) + " " + repr(*name));
-  }
-  Value title_name = title(name->as_string());
+  Value title_name = at_key("name", [&] {
+    if (name == nullptr || !name->truthy()) {
+      throw InvalidValueError("Agent definition missing required 'name' field in " +
+                              std::string(source));
+    }
+    // The default display name is computed before "display_name" is looked
+    // at, so a name of the wrong kind fails even when a display name is given.
+    if (!name->is_string()) {
+      throw TypeError("Agent definition key 'name'" + in_source(source) +
+                      ": expected a text, got " + describe_value(*name));
+    }
+    return title(name->as_string());
+  });
 
   // The value of `key` passed through `convert`, or `absent` when the key is
   // missing; a key present with null is converted like any other value.
   const auto read = [&](const char* key, auto absent, auto convert) -> decltype(absent) {
     const Value* v = keys.find(key);
     if (v == nullptr) return absent;
-    return with_context(
-        [&] { return "Agent definition key '" + std::string(key) + "'" + in_source(source); },
-        [&] { return decltype(absent)(convert(*v)); });
+    return at_key(key, [&] {
+      return with_context(
+          [&] { return "Agent definition key '" + std::string(key) + "'" + in_source(source); },
+          [&] { return decltype(absent)(convert(*v)); });
+    });
   };
   const auto as_is = [](const Value& v) { return v; };
 

@@ -35,6 +35,7 @@
 
 #include <tessik/agent_loader/definitions/agent_definition.hpp>
 #include <tessik/foundation/value.hpp>
+#include <tessik/foundation/yaml.hpp>
 
 namespace tessik {
 namespace detail {
@@ -64,8 +65,13 @@ namespace detail {
 // conversion ends the call. Every conversion error names the key and
 // `source` in its message and keeps the kind of the underlying failure.
 //
+// With `place`, the place tree of `data` (yaml.hpp), a failure about a key
+// that is present carries the position of that key's value; its message is
+// the same either way.
+//
 // Thread-safe; keeps no state.
-AgentDefinition dict_to_definition(const Value& data, std::string_view source = "");
+AgentDefinition dict_to_definition(const Value& data, std::string_view source = "",
+                                   const YamlPlace* place = nullptr);
 
 }  // namespace detail
 }  // namespace tessik

@@ -1,5 +1,7 @@
 #include <tessik/agent_loader/definitions/detail/front_matter.hpp>
 
+#include <algorithm>
+
 #include <tessik/foundation/detail/regex.hpp>
 
 namespace tessik::detail {
@@ -32,6 +34,16 @@ std::optional<FrontMatterSplit> split_front_matter(std::string_view text) {
   const auto match = front_matter_pattern().find(text);
   if (!match) return std::nullopt;
   return FrontMatterSplit{match->group(1), match->group(2)};
+}
+
+TextPosition position_of_offset(std::string_view text, std::size_t offset) {
+  const std::string_view before = text.substr(0, offset);
+  const std::size_t line_start = before.rfind('\n') + 1;  // 0 when there is none
+  std::size_t column = 1;
+  for (std::size_t i = line_start; i < before.size(); ++i) {
+    if ((static_cast<unsigned char>(before[i]) & 0xC0) != 0x80) ++column;
+  }
+  return {1 + static_cast<std::size_t>(std::count(before.begin(), before.end(), '\n')), column};
 }
 
 }  // namespace tessik::detail

@@ -26,8 +26,11 @@
 #ifndef TESSIK_AGENT_LOADER_DEFINITIONS_DETAIL_FRONT_MATTER_HPP_
 #define TESSIK_AGENT_LOADER_DEFINITIONS_DETAIL_FRONT_MATTER_HPP_
 
+#include <cstddef>
 #include <optional>
 #include <string_view>
+
+#include <tessik/foundation/errors.hpp>
 
 namespace tessik::detail {
 
@@ -41,6 +44,10 @@ struct FrontMatterSplit {
 // front-matter. Runs in time linear in the text's length, whatever the text;
 // thread-safe (the pattern is compiled once and shared).
 std::optional<FrontMatterSplit> split_front_matter(std::string_view text);
+
+// Where byte `offset` of the LF-ended `text` stands (line and column from 1,
+// columns in characters).
+TextPosition position_of_offset(std::string_view text, std::size_t offset);
 
 }  // namespace tessik::detail
 
