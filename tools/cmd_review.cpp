@@ -84,7 +84,8 @@ ReviewClient review_client(const ParsedArgs& args) {
       if (*retries > 10) throw UsageError("--retries must be at most 10");
       transport.max_attempts = static_cast<int>(*retries) + 1;
     }
-    c.live = make_live_client(*c.settings, process_environment, transport);
+    c.live = make_live_client(*c.settings, process_environment, transport,
+                              args.flag("constrain-replies"));
     c.client = c.live->client;
   }
   const std::optional<std::string> record = args.value("record");
@@ -189,6 +190,8 @@ std::vector<OptionSyntax> review_options() {
       {"timeout", true, "SECONDS", "time allowed for one model request (default: 600)"},
       {"retries", true, "N", "retries of a request the server failed or throttled (default: 3)"},
       {"tools", false, "", "give every agent the read_file, read_lines and find_code tools"},
+      {"constrain-replies", false, "",
+       "hold replies without tools to the verdict shapes too (for small local models)"},
       {"jobs", true, "N", "agents analysing at once (default: all)"},
       {"no-cache-warmup", false, "", "send every agent's request at once"},
       {"record", true, "DIR", "write each agent's reply where --replies reads it"},

@@ -27,7 +27,7 @@ LiveClient wrap(std::shared_ptr<Client> client) {
 }  // namespace
 
 LiveClient make_live_client(const ModelSettings& settings, const Environment& env,
-                            clients::TransportOptions transport) {
+                            clients::TransportOptions transport, bool constrain_replies) {
   transport.request_timeout =
       std::chrono::milliseconds(static_cast<std::int64_t>(settings.timeout_seconds * 1000.0));
   if (settings.provider == "openai") {
@@ -37,7 +37,7 @@ LiveClient make_live_client(const ModelSettings& settings, const Environment& en
                                               .model = settings.model,
                                               .provider_name = {},
                                               .structured_output = true,
-                                              .constrain_plain_replies = false,
+                                              .constrain_plain_replies = constrain_replies,
                                               .transport = transport}));
   }
   clients::MessagesClientOptions options{

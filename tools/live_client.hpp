@@ -33,9 +33,12 @@ struct LiveClient {
 // key (a local server needs none, a hosted one then refuses the call), except
 // that a variable named by --api-key-env must be set: UsageError otherwise.
 // `transport` carries the remaining transport settings (tests shorten the
-// backoff). Throws InvalidValueError for an empty endpoint.
+// backoff). With `constrain_replies`, replies without tools are held to the
+// three verdict shapes too (the tool path always is), so that a small model
+// cannot answer in prose. Throws InvalidValueError for an empty endpoint.
 LiveClient make_live_client(const ModelSettings& settings, const Environment& env,
-                            clients::TransportOptions transport = {});
+                            clients::TransportOptions transport = {},
+                            bool constrain_replies = false);
 
 }  // namespace tessik::cli
 

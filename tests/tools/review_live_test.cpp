@@ -354,5 +354,22 @@ TEST(LiveReviewKey, TheKeyComesFromTheNamedVariable) {
   }
 }
 
+TEST(LiveReviewConstrained, PlainRepliesAreHeldToTheVerdictShapesOnRequest) {
+  Project project;
+  for (const bool constrain : {false, true}) {
+    StubServer stub(testing::replies({testing::answer(testing::chat_text(kClean))}));
+    std::vector<std::string> args{
+        "review",     "--git",           "--repo",  project.repo.path().string(),
+        "--provider", "openai",          "--model", "m",
+        "--endpoint", stub.url() + "/v1"};
+    if (constrain) args.push_back("--constrain-replies");
+    ASSERT_EQ(run(args).status, 0);
+    ASSERT_EQ(stub.requests().size(), 4u);
+    for (const testing::StubRequest& req : stub.requests()) {
+      EXPECT_EQ(req.json().find("response_format") != nullptr, constrain);
+    }
+  }
+}
+
 }  // namespace
 }  // namespace tessik::cli
