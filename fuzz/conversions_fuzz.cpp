@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include <tessik/foundation/detail/json_sax.hpp>
 #include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/json.hpp>
 #include <tessik/foundation/text.hpp>
@@ -42,7 +43,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     (void)tessik::code_point_count(rest);
   } else {
     try {
-      exercise(tessik::parse_json(rest));
+      const tessik::Value v = tessik::parse_json(rest);
+      exercise(v);
+      // The fast parser is never looser than the event reader, and reads
+      // the same values in the same order.
+      tessik::Value reference;
+      try {
+        reference = tessik::detail::parse_json_events(rest);
+      } catch (const tessik::Error&) {
+        __builtin_trap();
+      }
+      if (tessik::repr(v) != tessik::repr(reference)) __builtin_trap();
     } catch (const tessik::Error&) {
     }
   }
