@@ -45,6 +45,9 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/core/
   COMPONENT tessik_agents
   FILES_MATCHING PATTERN "*.hpp"
   PATTERN "detail" EXCLUDE)
+# The JSON Schema of definition files, for editors with a YAML language server.
+install(FILES ${PROJECT_SOURCE_DIR}/schema/agent-definition.schema.json
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/tessik_agents COMPONENT tessik_agents)
 if(EXISTS ${PROJECT_SOURCE_DIR}/agents)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/agents/ DESTINATION ${TESSIK_INSTALL_AGENTSDIR}
     COMPONENT tessik_agents)

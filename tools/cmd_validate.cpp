@@ -1,97 +1,81 @@
-// tessik-agents validate: loads each definition file as a review run would.
+// tessik-agents validate: checks definition files and custom agents folders
+// as a review run would load them, with the lints, in the form linters use.
+#include <filesystem>
 #include <ostream>
 
-#include <tessik/foundation/errors.hpp>
-#include <tessik/foundation/json.hpp>
-#include <tessik/foundation/text.hpp>
-
-#include "agent_set.hpp"
 #include "commands.hpp"
-#include "failure.hpp"
-#include "render.hpp"
+#include "lint/check.hpp"
+#include "lint/reports.hpp"
 
 namespace tessik::cli {
 namespace {
 
-struct Outcome {
-  std::string file;
-  std::optional<AgentDefinition> definition{};
-  std::string error_kind{}, error_message{};
-};
+enum class Format { text, json, github, sarif };
 
-Outcome check(const std::string& file) {
-  Outcome o{.file = file};
-  try {
-    o.definition = load_agent_definition(file);
-  } catch (...) {
-    Failure f = current_failure();
-    o.error_kind = std::move(f.kind);
-    o.error_message = std::move(f.message);
+Format format_of(const ParsedArgs& args) {
+  const std::optional<std::string> format = args.value("format");
+  if (args.flag("json")) {
+    if (format && *format != "json") throw UsageError("--json is --format json; give only one");
+    return Format::json;
   }
-  return o;
-}
-
-std::string summary(const AgentDefinition& d) {
-  return d.name + " (" + one_line(d.display_name) + "), version " + d.version +
-         (d.enabled ? "" : ", disabled") + ", severity " + one_line(d.severity_default) + ", " +
-         std::to_string(d.max_tool_iterations) + " tool iterations, prompt " +
-         std::to_string(code_point_count(text_form(d.system_prompt))) + " characters";
+  if (!format || *format == "text") return Format::text;
+  if (*format == "json") return Format::json;
+  if (*format == "github") return Format::github;
+  if (*format == "sarif") return Format::sarif;
+  throw UsageError("--format must be text, json, github or sarif, not '" + *format + "'");
 }
 
 int run_validate(const ParsedArgs& args, const Io& io) {
-  std::vector<Outcome> outcomes;
-  std::vector<std::string> warnings;
-  {
-    ScopedLogCapture capture(Log::agent, LogLevel::warning);
-    for (const std::string& file : args.positional) outcomes.push_back(check(file));
-    warnings = capture.messages();
-  }
-  const bool all_ok = std::all_of(outcomes.begin(), outcomes.end(),
-                                  [](const Outcome& o) { return o.definition.has_value(); });
-  if (args.flag("json")) {
-    Value::Sequence files;
-    for (const Outcome& o : outcomes) {
-      Value::Mapping entry{{"file", o.file}, {"valid", o.definition.has_value()}};
-      if (o.definition) {
-        entry.set("definition", definition_value(*o.definition));
-      } else {
-        entry.set("error", Value::Mapping{{"kind", o.error_kind}, {"message", o.error_message}});
-      }
-      files.push_back(std::move(entry));
+  const Format format = format_of(args);
+  std::vector<lint::FileReport> reports;
+  for (const std::string& path : args.positional) {
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec)) {
+      for (lint::FileReport& r : lint::check_directory(path)) reports.push_back(std::move(r));
+    } else {
+      reports.push_back(lint::check_file(path));
     }
-    io.out << to_json(
-                  Value::Mapping{{"files", std::move(files)},
-                                 {"warnings", Value::Sequence(warnings.begin(), warnings.end())}},
-                  2)
-           << '\n';
-  } else {
-    for (const Outcome& o : outcomes) {
-      if (o.definition) {
-        io.out << "ok       " << o.file << ": " << summary(*o.definition) << '\n';
-      } else {
-        io.out << "INVALID  " << o.file << ": " << o.error_kind << ": " << o.error_message << '\n';
-      }
-    }
-    for (const std::string& w : warnings) io.out << "warning: " << w << '\n';
   }
-  return all_ok ? EXIT_OK : EXIT_FAILED;
+  switch (format) {
+    case Format::text:
+      lint::write_text(io.out, reports);
+      break;
+    case Format::json:
+      lint::write_json(io.out, reports);
+      break;
+    case Format::github:
+      lint::write_github(io.out, reports);
+      break;
+    case Format::sarif:
+      lint::write_sarif(io.out, reports);
+      break;
+  }
+  const lint::Totals totals = lint::count(reports);
+  const bool failed = totals.errors > 0 || (args.flag("strict") && totals.warnings > 0);
+  return failed ? EXIT_FAILED : EXIT_OK;
 }
 
 }  // namespace
 
 Command validate_command() {
-  return {
-      {.name = "validate",
-       .summary = "check agent definition files; exit 1 if any is invalid",
-       .positional = "FILE...",
-       .min_positional = 1,
-       .max_positional = static_cast<std::size_t>(-1),
-       .options = {json_option()},
-       .description = "Each file is loaded exactly as a review run loads it (.yaml, .yml or .md;\n"
-                      "the suffix picks the parser). A valid file prints its summary, an invalid\n"
-                      "one the kind of failure and its message. Run it in CI on a project's\n"
-                      "custom agents, e.g. tessik-agents validate .review/agents/*"},
-      run_validate};
+  return {{.name = "validate",
+           .summary = "check agent definition files and folders; exit 1 if any is invalid",
+           .positional = "FILE|DIR...",
+           .min_positional = 1,
+           .max_positional = static_cast<std::size_t>(-1),
+           .options = {{"format", true, "FORMAT", "text (default), json, github or sarif"},
+                       {"json", false, "", "the same as --format json"},
+                       {"strict", false, "", "warnings fail the run too"}},
+           .description =
+               "Each file is loaded exactly as a review run loads it (.yaml, .yml or .md;\n"
+               "the suffix picks the parser); a folder is read as the custom-agent loader\n"
+               "reads it. Every problem is printed as FILE:LINE:COL: SEVERITY: MESSAGE [CODE],\n"
+               "sorted by position, then one summary line. A file the loader refuses is an\n"
+               "error; the lints add warnings and notes (the README lists their codes).\n"
+               "Exit status: 0 when nothing failed, 1 when a file is invalid (or, with\n"
+               "--strict, when there is a warning), 2 for a usage error. In CI, e.g.\n"
+               "  tessik-agents validate --format github .review/agents"},
+          run_validate};
 }
 
 }  // namespace tessik::cli

@@ -202,9 +202,13 @@ TEST(CliValidate, OneInvalidFileFailsTheRunButEveryFileIsReported) {
   EXPECT_EQ(run({"validate", good}).status, EXIT_OK);
   const Outcome r = run({"validate", bad_yaml, good, no_name, wrong_suffix});
   EXPECT_EQ(r.status, EXIT_FAILED);
-  expect_contains(
-      r.out, {"INVALID  " + bad_yaml + ": YAMLError: ", "ok       " + good + ": sqlbot (SQL Bot)",
-              "INVALID  " + no_name + ": ", "INVALID  " + wrong_suffix + ": ValueError: "});
+  expect_contains(r.out, {bad_yaml + ":1:16: error: did not find expected ',' or ']'",
+                          no_name + ": error: Agent definition missing required 'name' field in " +
+                              no_name + " [E105]",
+                          wrong_suffix + ": error: No parser for agent definition file: " +
+                              wrong_suffix + " [E107]",
+                          "4 files checked: 3 errors, 0 warnings\n"});
+  EXPECT_EQ(r.out.find(good), std::string::npos) << "a clean file prints nothing";
 
   const Value json = parse_json(run({"validate", "--json", good, bad_yaml}).out);
   const Value::Sequence& files = json.find("files")->as_sequence();

@@ -1,4 +1,5 @@
 // Loading the built-in and custom agent directories and merging them.
+#include <tessik/agent_loader/definitions/detail/custom_entries.hpp>
 #include <tessik/agent_loader/definitions/detail/directory_listing.hpp>
 #include <tessik/agent_loader/definitions/detail/safe_path.hpp>
 #include <tessik/agent_loader/definitions/directory_loading.hpp>
@@ -24,38 +25,6 @@ namespace {
 
 const ParserList& active_parsers(const ParserList& parsers) {
   return parsers.empty() ? default_parsers() : parsers;
-}
-
-// The first parser of `parsers` that claims `path`, or nullptr.
-const AgentDefinitionParser* choose_parser(const ParserList& parsers,
-                                           const std::filesystem::path& path) {
-  for (const auto& parser : parsers) {
-    if (parser->can_parse(path)) return parser.get();
-  }
-  return nullptr;
-}
-
-// Whether `path`, links followed, names an existing directory. A path that is
-// missing, runs through a non-directory or loops is simply not one; any other
-// failure to examine it (no permission on a parent) is thrown, so that it is
-// not mistaken for an unconfigured directory.
-bool names_directory(const std::string& path) {
-  struct stat info {};
-  if (::stat(path.c_str(), &info) == 0) return S_ISDIR(info.st_mode);
-  const int error_number = errno;
-  if (error_number == ENOENT || error_number == ENOTDIR || error_number == ELOOP) return false;
-  throw FileSystemError::from_errno("cannot examine custom agents directory " + repr(path),
-                                    error_number);
-}
-
-std::filesystem::path canonical_directory(const std::string& path) {
-  std::error_code ec;
-  std::filesystem::path resolved = detail::canonical_path(path, ec);
-  if (ec) {
-    throw FileSystemError::from_errno("cannot resolve custom agents directory " + repr(path),
-                                      ec.value());
-  }
-  return resolved;
 }
 
 // Agents in first-insertion order of their names. Storing under a name that is
@@ -97,7 +66,7 @@ std::vector<LoadedAgent> load_agents_from_dir(
   const ParserList& chosen = active_parsers(parsers);
   std::vector<LoadedAgent> agents;
   for (const auto& entry : detail::list_directory(directory)) {
-    const AgentDefinitionParser* parser = choose_parser(chosen, entry);
+    const AgentDefinitionParser* parser = detail::choose_parser(chosen, entry);
     if (parser == nullptr) continue;
     // Built-in files are ours: one that fails to load is a packaging fault
     // that must not stop a review run, and there is nobody to warn.
@@ -115,29 +84,22 @@ std::vector<LoadedAgent> load_agents_from_dir(
 std::vector<AgentDefinition> load_custom_agents(const std::optional<std::string>& custom_agents_dir,
                                                 const ParserList& parsers) {
   if (!custom_agents_dir || custom_agents_dir->empty()) return {};
-  const std::string& configured = *custom_agents_dir;
-  if (!names_directory(configured)) {
-    Log::agent.warning("Custom agents directory does not exist: %s", configured);
-    return {};
-  }
-  const std::filesystem::path resolved_base = canonical_directory(configured);
-  const ParserList& chosen = active_parsers(parsers);
-
   std::vector<AgentDefinition> definitions;
-  for (const auto& entry : detail::list_directory(configured)) {
-    // Checked before any parser sees the entry: a link out of the directory
-    // must not even have its name considered.
-    if (!detail::is_safe_entry(entry, resolved_base)) {
-      Log::agent.warning("Skipping path outside custom agents dir: %s", path_text(entry));
-      continue;
-    }
-    const AgentDefinitionParser* parser = choose_parser(chosen, entry);
-    if (parser == nullptr) continue;
-    try {
-      definitions.push_back(parser->parse(entry));
-    } catch (const std::exception& failure) {
-      Log::agent.warning("Skipping invalid custom agent %s: %s", path_text(entry), failure.what());
-    }
+  const detail::CustomEntryEvents events{
+      .outside =
+          [](const std::filesystem::path& entry) {
+            Log::agent.warning("Skipping path outside custom agents dir: %s", path_text(entry));
+          },
+      .loaded = [&](const std::filesystem::path&,
+                    AgentDefinition definition) { definitions.push_back(std::move(definition)); },
+      .failed =
+          [](const std::filesystem::path& entry, const std::exception& failure) {
+            Log::agent.warning("Skipping invalid custom agent %s: %s", path_text(entry),
+                               failure.what());
+          },
+  };
+  if (!detail::read_custom_entries(*custom_agents_dir, active_parsers(parsers), events)) {
+    Log::agent.warning("Custom agents directory does not exist: %s", *custom_agents_dir);
   }
   return definitions;
 }

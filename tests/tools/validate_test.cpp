@@ -1,0 +1,311 @@
+// `validate` as a linter: the diagnostics of a table of bad definition
+// files, folders read as the loader reads them, and the output formats.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <tessik/foundation/json.hpp>
+
+#include "cli.hpp"
+#include "lint/check.hpp"
+#include "lint/definition_source.hpp"
+#include "temp_dir.hpp"
+
+namespace tessik::lint {
+namespace {
+
+using testing::TempDir;
+
+struct Expected {
+  std::size_t line = 0, column = 0;  // 0: no position
+  std::string code;
+  std::string message{};  // when not empty, the whole message
+};
+
+std::string shown(const std::vector<Diagnostic>& diagnostics) {
+  std::string out;
+  for (const Diagnostic& d : diagnostics) {
+    out += (d.at ? std::to_string(d.at->line) + ":" + std::to_string(d.at->column) : "-") + " " +
+           d.code + " " + d.message + "\n";
+  }
+  return out;
+}
+
+// Every position a diagnostic names lies in the file's text.
+void expect_positions_in_file(const std::filesystem::path& file, const FileReport& r) {
+  const std::optional<DefinitionSource> source = read_definition_source(file);
+  for (const Diagnostic& d : r.diagnostics) {
+    if (!d.at || !source) continue;
+    EXPECT_EQ(clamp_to_text(source->text, *d.at), *d.at) << file << " " << d.message;
+  }
+}
+
+TEST(ValidateFile, DiagnosticsOfBadDefinitionFiles) {
+  TempDir dir;
+  const std::string fifty_keys = [] {
+    std::string text = "name: many\nsystem_prompt: p\n";
+    for (int i = 0; i < 50; ++i) text += "extra_" + std::to_string(i) + ": 1\n";
+    return text;
+  }();
+  const struct {
+    std::string file, text;
+    std::vector<Expected> expected;
+  } cases[] = {
+      {"clean.yaml", "name: clean\nsystem_prompt: Check it.\n", {}},
+      {"typos.yaml",
+       "name: t\nsytem_prompt: x\nmax_tool_iteration: 3\nSystem_Prompt: y\nzzz: 1\n",
+       {{1, 1, "W207"},
+        {2, 1, "W201", "unknown key 'sytem_prompt'; did you mean 'system_prompt'?"},
+        {3, 1, "W201", "unknown key 'max_tool_iteration'; did you mean 'max_tool_iterations'?"},
+        {4, 1, "W201", "unknown key 'System_Prompt'; did you mean 'system_prompt'?"},
+        {5, 1, "W201", "unknown key 'zzz'; it is ignored"}}},
+      {"traps.yaml",
+       "name: traps\nsystem_prompt: p\nenabled: 'false'\nfocus_areas: perf\n"
+       "trigger_patterns: {a: 1}\nversion: 1.10\nmax_tool_iterations: -2\nseverity_default: 3\n",
+       {{3, 10, "W202",
+         "enabled: 'false' is a non-empty text and so counts as true; write true or false"},
+        {4, 14, "W203"},
+        {5, 19, "W203"},
+        {6, 10, "W204",
+         "version: YAML reads 1.10 as a number, so it becomes '1.1'; quote it (\"1.10\")"},
+        {7, 22, "W205"},
+        {8, 19, "W206", "severity_default: expected a severity word, got the integer 3"}}},
+      {"severity.yaml", "name: s\nsystem_prompt: p\nseverity_default: Major\nenabled: yes\n", {}},
+      {"blank.md",
+       "---\nname: blank\nsystem_prompt: '  '\n---\nThe body.\n",
+       {{3, 16, "W207"}, {5, 1, "W208"}}},
+      {"body.md", "---\nname: body\n---\n\n  Check the SQL.\n", {}},
+      {"corvin.md", "---\nname: corvin\n---\nBe brief.\n", {{2, 7, "N301"}}},
+      {"case.yaml", "name: Wynn\nsystem_prompt: p\n", {{1, 7, "W209"}}},
+      {"five.yaml",
+       "name: f\nsystem_prompt: p\nmax_tool_iterations: five\n",
+       {{3, 22, "E106",
+         "Agent definition key 'max_tool_iterations' in @: expected an integer, got the text "
+         "'five'"}}},
+      {"disabled.yml", "name: d\nsystem_prompt: p\nenabled: off\n", {{3, 10, "N302"}}},
+      // Bad input: nothing crashes, every position is in the file.
+      {"empty.yaml", "", {{0, 0, "E105"}, {1, 1, "W207"}}},
+      {"comments.yaml", "# only\n# comments\n", {{0, 0, "E105"}, {1, 1, "W207"}}},
+      {"sequence.yaml", "- a\n- b\n", {{1, 1, "E106"}}},
+      {"bom.yaml", "\xEF\xBB\xBFname: bom\nsystem_prompt: p\nbogus: 1\n", {{3, 1, "W201"}}},
+      {"crlf.md", "---\r\nname: crlf\r\nbogus: 1\r\n---\r\nBody\r\n", {{3, 1, "W201"}}},
+      {"open.md", "---\nname: x\nsystem_prompt: p\n", {{0, 0, "E104"}}},
+      {"utf8.yaml",
+       "name: u\n\xC3\x28\n",
+       {{2, 1, "E102", "@ is not valid UTF-8: byte 0xC3 at offset 8"}}},
+      {"syntax.yaml", "name: [x\n", {{1, 9, "E103"}}},
+      {"keys.yaml",
+       "name: k\nsystem_prompt: p\n1: one\nnull: two\n",
+       {{3, 1, "W201", "the key the integer 1 is not a text, so it is no definition key"},
+        {4, 1, "W201", "the key null is not a text, so it is no definition key"}}},
+      {"tab.yaml", "name: t\n\tsystem_prompt: p\n", {{2, 1, "E103"}}},
+      {"alias.yaml",
+       "a: &a [x, x, x, x, x, x, x, x, x, x]\nb: &b [*a, *a, *a, *a, *a, *a, *a, *a, *a, *a]\n"
+       "c: &c [*b, *b, *b, *b, *b, *b, *b, *b, *b, *b]\nd: &d [*c, *c, *c, *c, *c, *c, *c, *c, *c, "
+       "*c]\ne: &e [*d, *d, *d, *d, *d, *d, *d, *d, *d, *d]\nf: [*e, *e, *e, *e, *e, *e, *e, *e, "
+       "*e, *e, *e, *e]\n",
+       {{6, 33, "E103"}}},
+  };
+  for (const auto& c : cases) {
+    const std::filesystem::path file = dir.write(c.file, c.text);
+    const FileReport r = check_file(file);
+    ASSERT_EQ(r.diagnostics.size(), c.expected.size()) << c.file << "\n" << shown(r.diagnostics);
+    for (std::size_t i = 0; i < c.expected.size(); ++i) {
+      const Diagnostic& d = r.diagnostics[i];
+      const Expected& e = c.expected[i];
+      EXPECT_EQ(d.code, e.code) << c.file << "\n" << shown(r.diagnostics);
+      EXPECT_EQ(d.file, file.string());
+      if (e.line == 0) {
+        EXPECT_FALSE(d.at.has_value()) << c.file << "\n" << shown(r.diagnostics);
+      } else {
+        EXPECT_EQ(d.at, (TextPosition{e.line, e.column})) << c.file << "\n" << shown(r.diagnostics);
+      }
+      if (!e.message.empty()) {
+        std::string message = e.message;
+        if (const std::size_t at = message.find('@'); at != std::string::npos) {
+          message.replace(at, 1, file.string());
+        }
+        EXPECT_EQ(d.message, message) << c.file;
+      }
+    }
+    expect_positions_in_file(file, r);
+  }
+
+  // Fifty problems: all fifty, in order.
+  const FileReport many = check_file(dir.write("fifty.yaml", fifty_keys));
+  ASSERT_EQ(many.diagnostics.size(), 50u);
+  for (std::size_t i = 0; i < 50; ++i) {
+    EXPECT_EQ(many.diagnostics[i].at, (TextPosition{i + 3, 1}));
+    EXPECT_EQ(many.diagnostics[i].message,
+              "unknown key 'extra_" + std::to_string(i) + "'; it is ignored");
+  }
+}
+
+TEST(ValidateFile, LargeFilesAndFolderNamedLikeAFileFailWithoutAPosition) {
+  TempDir dir;
+  const FileReport folder = check_file(dir.mkdir("x.md"));
+  ASSERT_EQ(folder.diagnostics.size(), 1u);
+  EXPECT_EQ(folder.diagnostics[0].code, "E101");
+  EXPECT_EQ(folder.diagnostics[0].message,
+            "cannot read " + (dir / "x.md").string() + ": it is a directory");
+  EXPECT_FALSE(folder.diagnostics[0].at);
+
+  const FileReport big =
+      check_file(dir.write("big.yaml", "name: big\n# " + std::string(5 << 20, 'x') + "\n"));
+  ASSERT_EQ(big.diagnostics.size(), 1u);
+  EXPECT_EQ(big.diagnostics[0].code, "E101");
+  EXPECT_FALSE(big.diagnostics[0].at);
+
+  const FileReport dangling = check_file(dir.link(dir / "nowhere", "dangling.md"));
+  ASSERT_EQ(dangling.diagnostics.size(), 1u);
+  EXPECT_EQ(dangling.diagnostics[0].code, "E101");
+}
+
+TEST(ValidateDirectory, ReadsTheFolderAsTheLoaderDoes) {
+  TempDir outside, dir;
+  const std::string agent = "system_prompt: p\nname: ";
+  dir.write("b.yaml", agent + "dup\n");
+  dir.write("a.md", "---\nname: dup\nsystem_prompt: p\n---\n");
+  dir.write("c.yaml", agent + "dup\nenabled: false\n");  // disabled: replaces nothing
+  dir.write("d.yaml", agent + "dup\n");
+  dir.write("notes.txt", "not claimed by any parser\n");
+  dir.mkdir("x.md");
+  dir.link(outside.write("escape.yaml", agent + "escape\n"), "link.yaml");
+  dir.mkdir("sub");
+  dir.write("sub/deep.yaml", "not: read\n");
+
+  const std::vector<FileReport> reports = check_directory(dir.path().string());
+  std::vector<std::string> seen;
+  for (const FileReport& r : reports) {
+    std::string line = r.file.substr(dir.path().string().size() + 1) + ":";
+    for (const Diagnostic& d : r.diagnostics) line += " " + d.code;
+    seen.push_back(line);
+  }
+  EXPECT_EQ(seen, (std::vector<std::string>{"a.md:", "b.yaml: W210", "c.yaml: N302", "d.yaml: W210",
+                                            "link.yaml: E108", "x.md: E101"}));
+  EXPECT_EQ(reports[3].diagnostics[0].message, "the name 'dup' is also defined by " +
+                                                   (dir / "b.yaml").string() +
+                                                   "; this later file replaces it");
+  EXPECT_EQ(reports[3].diagnostics[0].at, (TextPosition{2, 7}));
+}
+
+struct Outcome {
+  int status;
+  std::string out, err;
+};
+
+Outcome validate(std::vector<std::string> args) {
+  args.insert(args.begin(), "validate");
+  std::istringstream in;
+  std::ostringstream out, err;
+  const int status = cli::run_cli(args, {in, out, err});
+  return {status, out.str(), err.str()};
+}
+
+TEST(ValidateFormats, TextGithubJsonAndSarif) {
+  TempDir dir;
+  const std::string warned =
+      dir.write("w,1.yaml", "name: w\nsystem_prompt: p\nbogus: 1\n").string();
+  const std::string invalid = dir.write("i.yaml", "name: i\nmax_tool_iterations: x\n").string();
+
+  Outcome r = validate({warned, invalid});
+  EXPECT_EQ(r.status, cli::EXIT_FAILED);
+  EXPECT_EQ(r.out,
+            warned + ":3:1: warning: unknown key 'bogus'; it is ignored [W201]\n" + invalid +
+                ":1:1: warning: the system prompt is empty: there is no system_prompt [W207]\n" +
+                invalid + ":2:22: error: Agent definition key 'max_tool_iterations' in " + invalid +
+                ": expected an integer, got the text 'x' [E106]\n"
+                "2 files checked: 1 error, 2 warnings\n");
+
+  // Exit statuses: warnings pass unless --strict.
+  EXPECT_EQ(validate({warned}).status, cli::EXIT_OK);
+  EXPECT_EQ(validate({"--strict", warned}).status, cli::EXIT_FAILED);
+  EXPECT_EQ(validate({"--format", "xml", warned}).status, cli::EXIT_USAGE);
+  EXPECT_EQ(validate({"--json", "--format", "sarif", warned}).status, cli::EXIT_USAGE);
+
+  // GitHub: one well-formed workflow command per diagnostic.
+  r = validate({"--format", "github", warned, invalid});
+  const std::regex command(
+      R"(::(error|warning|notice) file=[^,:]+,line=[0-9]+,col=[0-9]+,title=[EWN][0-9]{3}::[^\r\n]+)");
+  std::istringstream lines(r.out);
+  std::vector<std::string> all;
+  for (std::string line; std::getline(lines, line);) all.push_back(line);
+  ASSERT_EQ(all.size(), 4u) << r.out;
+  for (std::size_t i = 0; i < 3; ++i) EXPECT_TRUE(std::regex_match(all[i], command)) << all[i];
+  EXPECT_NE(all[0].find("file=" + dir.path().string() + "/w%2C1.yaml,line=3,col=1,title=W201::"),
+            std::string::npos)
+      << all[0];
+
+  // JSON: files, their diagnostics and the totals; --json is --format json.
+  const Value json = parse_json(validate({"--json", warned, invalid}).out);
+  const Value& files = *json.find("files");
+  EXPECT_EQ(*files.as_sequence()[0].find("valid"), Value(true));
+  EXPECT_EQ(*files.as_sequence()[1].find("error")->find("kind"), Value("ValueError"));
+  const Value& first = files.as_sequence()[1].find("diagnostics")->as_sequence()[1];
+  EXPECT_EQ(*first.find("line"), Value(2));
+  EXPECT_EQ(*first.find("column"), Value(22));
+  EXPECT_EQ(*first.find("code"), Value("E106"));
+  EXPECT_EQ(*json.find("summary")->find("warnings"), Value(2));
+}
+
+// The parts of SARIF 2.1.0 that a code-scanning upload requires.
+TEST(ValidateFormats, SarifLogHasTheRequiredShape) {
+  TempDir dir;
+  const std::string file = dir.write("a b.yaml", "name: x\nsystem_prompt: p\nbogus: 1\n").string();
+  const std::string missing = (dir / "missing.md").string();
+  const Value log = parse_json(validate({"--format", "sarif", file, missing}).out);
+  EXPECT_EQ(*log.find("version"), Value("2.1.0"));
+  EXPECT_TRUE(log.find("$schema")->as_string().ends_with("sarif-2.1.0.json"));
+  const Value::Sequence& runs = log.find("runs")->as_sequence();
+  ASSERT_EQ(runs.size(), 1u);
+  const Value& driver = *runs[0].find("tool")->find("driver");
+  EXPECT_EQ(*driver.find("name"), Value("tessik-agents"));
+  const Value::Sequence& rules = driver.find("rules")->as_sequence();
+  std::vector<std::string> ids;
+  for (const Value& rule : rules) {
+    ids.push_back(rule.find("id")->as_string());
+    EXPECT_FALSE(rule.find("shortDescription")->find("text")->as_string().empty());
+    const std::string level = rule.find("defaultConfiguration")->find("level")->as_string();
+    EXPECT_TRUE(level == "error" || level == "warning" || level == "note") << level;
+  }
+  EXPECT_EQ(std::set<std::string>(ids.begin(), ids.end()).size(), ids.size())
+      << "one rule per code";
+  const Value::Sequence& results = runs[0].find("results")->as_sequence();
+  ASSERT_EQ(results.size(), 2u);
+  for (const Value& result : results) {
+    const std::int64_t index = result.find("ruleIndex")->as_int();
+    ASSERT_GE(index, 0);
+    EXPECT_EQ(*rules.at(static_cast<std::size_t>(index)).find("id"), *result.find("ruleId"));
+    EXPECT_FALSE(result.find("message")->find("text")->as_string().empty());
+    const Value& location = *result.find("locations")->as_sequence().at(0).find("physicalLocation");
+    EXPECT_EQ(location.find("artifactLocation")->find("uri")->as_string().find(' '),
+              std::string::npos);
+  }
+  const Value& region =
+      *results[0].find("locations")->as_sequence()[0].find("physicalLocation")->find("region");
+  EXPECT_EQ(*region.find("startLine"), Value(3));
+  EXPECT_EQ(*region.find("startColumn"), Value(1));
+  EXPECT_EQ(results[1].find("locations")->as_sequence()[0].find("physicalLocation")->find("region"),
+            nullptr);
+}
+
+TEST(ValidateCodes, TheReadmeListsEveryCodeOnce) {
+  std::ifstream in(std::filesystem::path(TESSIK_TEST_SOURCE_DIR) / "README.md");
+  std::ostringstream readme;
+  readme << in.rdbuf();
+  for (const LintRule& r : all_rules()) {
+    const std::string row = "| " + std::string(r.code) + " | ";
+    const std::size_t at = readme.str().find(row);
+    EXPECT_NE(at, std::string::npos) << r.code;
+    EXPECT_EQ(readme.str().find(row, at + 1), std::string::npos) << r.code;
+  }
+}
+
+}  // namespace
+}  // namespace tessik::lint
