@@ -12,6 +12,13 @@
 namespace tessik::cli {
 namespace {
 
+// The loading warnings go to standard error, so that standard output holds
+// only the list; --strict makes them fail the run.
+int finish(const AgentSet& set, const ParsedArgs& args, const Io& io) {
+  for (const std::string& w : set.warnings) io.err << "tessik-agents list: warning: " << w << '\n';
+  return args.flag("strict") && !set.warnings.empty() ? EXIT_FAILED : EXIT_OK;
+}
+
 int run_list(const ParsedArgs& args, const Io& io) {
   const AgentSet set = load_agent_set(args, std::make_shared<OfflineClient>());
   if (args.flag("json")) {
@@ -33,7 +40,7 @@ int run_list(const ParsedArgs& args, const Io& io) {
                   Value::Mapping{{"agents", std::move(agents)}, {"warnings", std::move(warnings)}},
                   2)
            << '\n';
-    return EXIT_OK;
+    return finish(set, args, io);
   }
   std::vector<std::vector<std::string>> rows{
       {"NAME", "DISPLAY NAME", "CATEGORY", "SEVERITY", "TOOL ITERATIONS", "ORIGIN"}};
@@ -45,11 +52,7 @@ int run_list(const ParsedArgs& args, const Io& io) {
   }
   print_table(io.out, rows);
   if (set.agents.empty()) io.out << "(no enabled agents)\n";
-  if (!set.warnings.empty()) {
-    io.out << "\nwarnings while loading:\n";
-    for (const std::string& w : set.warnings) io.out << "  " << w << '\n';
-  }
-  return EXIT_OK;
+  return finish(set, args, io);
 }
 
 }  // namespace
@@ -58,11 +61,16 @@ Command list_command() {
   return {
       {.name = "list",
        .summary = "list the agents a review run loads, in order, and the loading warnings",
-       .options = {builtin_option(), custom_option(), json_option()},
+       .options = {builtin_option(),
+                   custom_option(),
+                   json_option(),
+                   {"strict", false, "", "exit 1 when a loading warning was given"}},
        .description = "Built-in agents come first, in file-name order; an enabled custom agent\n"
                       "replaces the built-in agent of the same name in place, other custom agents\n"
                       "follow. Disabled agents and files that fail to load are left out; custom\n"
-                      "files that fail are named in the warnings."},
+                      "files that fail are named in the warnings, which go to standard error\n"
+                      "(and into the JSON). With --strict a skipped file or a missing custom\n"
+                      "directory fails the run; 'validate DIR' says why a file was skipped."},
       run_list};
 }
 

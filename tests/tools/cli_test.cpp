@@ -143,7 +143,7 @@ TEST(CliUsage, VersionNamesTheTool) {
   EXPECT_TRUE(r.out.ends_with("\n"));
 }
 
-TEST(CliList, CustomAgentOverridesInPlaceAndWarningsFollowTheList) {
+TEST(CliList, CustomAgentOverridesInPlaceAndWarningsGoToStandardError) {
   TempDir custom;
   custom.write("hesper.yaml", "name: hesper\ndisplay_name: House Security\nrole: r\n");
   custom.write("sqlbot.yaml", kValidAgent);
@@ -151,14 +151,22 @@ TEST(CliList, CustomAgentOverridesInPlaceAndWarningsFollowTheList) {
   const Outcome r = run({"list", "--custom", custom.path().string()});
   ASSERT_EQ(r.status, EXIT_OK) << r.err;
   const std::size_t corvin = r.out.find("\ncorvin "), hesper = r.out.find("\nhesper "),
-                    peregrin = r.out.find("\nperegrin "), sqlbot = r.out.find("\nsqlbot "),
-                    warnings = r.out.find("warnings while loading:");
+                    peregrin = r.out.find("\nperegrin "), sqlbot = r.out.find("\nsqlbot ");
   ASSERT_NE(sqlbot, std::string::npos) << r.out;
   EXPECT_LT(corvin, hesper);
   EXPECT_LT(hesper, peregrin);
-  EXPECT_LT(sqlbot, warnings);
   expect_contains(r.out, {"House Security", "custom, overrides built-in"});
-  EXPECT_NE(r.out.find("Skipping invalid custom agent", warnings), std::string::npos);
+  EXPECT_EQ(r.out.find("Skipping"), std::string::npos) << "standard output holds the list only";
+  EXPECT_TRUE(r.err.starts_with("tessik-agents list: warning: Skipping invalid custom agent " +
+                                (custom.path() / "broken.yaml").string() + ": "))
+      << r.err;
+
+  // --strict: a skipped file fails the run; without one it passes.
+  EXPECT_EQ(run({"list", "--strict", "--custom", custom.path().string()}).status, EXIT_FAILED);
+  EXPECT_EQ(run({"list", "--strict", "--json", "--custom", custom.path().string()}).status,
+            EXIT_FAILED);
+  EXPECT_EQ(run({"list", "--strict"}).status, EXIT_OK);
+  EXPECT_EQ(run({"list", "--strict", "--custom", "/nonexistent/custom"}).status, EXIT_FAILED);
 
   const Value json = parse_json(run({"list", "--custom", custom.path().string(), "--json"}).out);
   const Value::Sequence& agents = json.find("agents")->as_sequence();
@@ -202,12 +210,13 @@ TEST(CliValidate, OneInvalidFileFailsTheRunButEveryFileIsReported) {
   EXPECT_EQ(run({"validate", good}).status, EXIT_OK);
   const Outcome r = run({"validate", bad_yaml, good, no_name, wrong_suffix});
   EXPECT_EQ(r.status, EXIT_FAILED);
-  expect_contains(r.out, {bad_yaml + ":1:16: error: did not find expected ',' or ']'",
-                          no_name + ": error: Agent definition missing required 'name' field in " +
-                              no_name + " [E105]",
-                          wrong_suffix + ": error: No parser for agent definition file: " +
-                              wrong_suffix + " [E107]",
-                          "4 files checked: 3 errors, 0 warnings\n"});
+  expect_contains(
+      r.out,
+      {bad_yaml + ":1:16: error: did not find expected ',' or ']'",
+       no_name + ": error: Agent definition missing required 'name' field in " + no_name +
+           " [E105]",
+       wrong_suffix + ": error: No parser for agent definition file: " + wrong_suffix + " [E107]",
+       "4 files checked: 3 errors, 0 warnings\n"});
   EXPECT_EQ(r.out.find(good), std::string::npos) << "a clean file prints nothing";
 
   const Value json = parse_json(run({"validate", "--json", good, bad_yaml}).out);
