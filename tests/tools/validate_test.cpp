@@ -42,7 +42,7 @@ void expect_positions_in_file(const std::filesystem::path& file, const FileRepor
   const std::optional<DefinitionSource> source = read_definition_source(file);
   for (const Diagnostic& d : r.diagnostics) {
     if (!d.at || !source) continue;
-    EXPECT_EQ(clamp_to_text(source->text, *d.at), *d.at) << file << " " << d.message;
+    EXPECT_EQ(clamp_to_text(*source, *d.at), *d.at) << file << " " << d.message;
   }
 }
 
@@ -145,6 +145,19 @@ TEST(ValidateFile, DiagnosticsOfBadDefinitionFiles) {
     EXPECT_EQ(many.diagnostics[i].message,
               "unknown key 'extra_" + std::to_string(i) + "'; it is ignored");
   }
+}
+
+// A file made of problems: each is reported once, at its own line (the
+// check stays linear in the file's size).
+TEST(ValidateFile, EveryProblemOfALargeFile) {
+  TempDir dir;
+  std::string text = "name: many\nsystem_prompt: p\n";
+  constexpr std::size_t kKeys = 40'000;
+  for (std::size_t i = 0; i < kKeys; ++i) text += "k" + std::to_string(i) + ": 1\n";
+  const FileReport r = check_file(dir.write("many.yaml", text));
+  ASSERT_EQ(r.diagnostics.size(), kKeys);
+  EXPECT_EQ(r.diagnostics.back().at, (TextPosition{kKeys + 2, 1}));
+  EXPECT_EQ(r.diagnostics.back().message, "unknown key 'k39999'; it is ignored");
 }
 
 TEST(ValidateFile, LargeFilesAndFolderNamedLikeAFileFailWithoutAPosition) {

@@ -39,7 +39,7 @@ FileReport report(const std::filesystem::path& path, std::optional<AgentDefiniti
     if (source->document) add_lints(r, *source, *source->document);
     // Every position is one of the file's own.
     for (Diagnostic& d : r.diagnostics) {
-      if (d.at) d.at = clamp_to_text(source->text, *d.at);
+      if (d.at) d.at = clamp_to_text(*source, *d.at);
     }
   } else {
     // Without the file's text only a position computed from its bytes

@@ -126,7 +126,7 @@ class Linter {
     if (v == nullptr || !(v->is_int() || v->is_float())) return;
     const TextPosition at = value_at("version");
     const std::string stored = text_form(*v);
-    std::string_view written = source_line(source_.text, at.line);
+    std::string_view written = source_line(source_, at.line);
     written = written.substr(std::min(written.size(), at.column - 1));
     written = written.substr(0, std::min(written.find(" #"), written.find_first_of(",}]")));
     written = strip(written);
@@ -216,6 +216,10 @@ std::string closest_definition_key(std::string_view key) {
   std::string best;
   std::size_t best_distance = 3;
   for (std::string_view candidate : kDefinitionKeys) {
+    // Lengths two apart or more cannot be within two edits.
+    const std::size_t gap = low.size() > candidate.size() ? low.size() - candidate.size()
+                                                          : candidate.size() - low.size();
+    if (gap > 2) continue;
     const std::size_t d = edit_distance(low, candidate);
     const bool near =
         d == 0 || (candidate.size() >= 6 && d <= 2) || (candidate.size() < 6 && d <= 1);

@@ -21,6 +21,11 @@ std::optional<DefinitionSource> read_definition_source(const std::filesystem::pa
   } catch (const std::exception&) {
     return std::nullopt;
   }
+  // A text ending in a line end has no line after it.
+  source.line_starts.push_back(0);
+  for (std::size_t i = 0; i < source.text.size(); ++i) {
+    if (source.text[i] == '\n' && i + 1 < source.text.size()) source.line_starts.push_back(i + 1);
+  }
   try {
     std::string_view yaml = source.text;
     std::size_t first_line = 1;
@@ -45,27 +50,21 @@ std::optional<DefinitionSource> read_definition_source(const std::filesystem::pa
   return source;
 }
 
-std::string_view source_line(const std::string& text, std::size_t line) {
-  std::size_t start = 0;
-  for (std::size_t i = 1; i < line; ++i) {
-    start = text.find('\n', start);
-    if (start == std::string::npos) return {};
-    ++start;
-  }
-  const std::size_t end = std::min(text.find('\n', start), text.size());
-  return std::string_view(text).substr(start, end - start);
+std::string_view source_line(const DefinitionSource& source, std::size_t line) {
+  if (line == 0 || line > source.line_starts.size()) return {};
+  const std::size_t start = source.line_starts[line - 1];
+  const std::size_t end = std::min(source.text.find('\n', start), source.text.size());
+  return std::string_view(source.text).substr(start, end - start);
 }
 
-TextPosition clamp_to_text(const std::string& text, TextPosition at) {
-  const std::size_t lines = static_cast<std::size_t>(std::count(text.begin(), text.end(), '\n')) +
-                            (text.empty() || text.back() != '\n' ? 1 : 0);
-  const std::size_t last = std::max<std::size_t>(lines, 1);
+TextPosition clamp_to_text(const DefinitionSource& source, TextPosition at) {
+  const std::size_t last = std::max<std::size_t>(source.line_starts.size(), 1);
   if (at.line > last) {
     // The end of the text: past the last character of the last line.
     at = {last, std::numeric_limits<std::size_t>::max()};
   }
   at.line = std::max<std::size_t>(at.line, 1);
-  const std::size_t width = code_point_count(source_line(text, at.line));
+  const std::size_t width = code_point_count(source_line(source, at.line));
   at.column = std::clamp<std::size_t>(at.column, 1, width + 1);
   return at;
 }

@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/yaml.hpp>
@@ -14,8 +16,9 @@
 namespace tessik::lint {
 
 struct DefinitionSource {
-  std::string text{};     // as the parser reads it: UTF-8, LF line ends
-  bool markdown = false;  // a front-matter file
+  std::string text{};                      // as the parser reads it: UTF-8, LF line ends
+  std::vector<std::size_t> line_starts{};  // byte offset of each line of `text`
+  bool markdown = false;                   // a front-matter file
   // The definition mapping (an empty document gives {}); absent when the
   // YAML cannot be loaded as a mapping or a Markdown file has no
   // front-matter.
@@ -30,13 +33,13 @@ struct DefinitionSource {
 std::optional<DefinitionSource> read_definition_source(const std::filesystem::path& file);
 
 // The text of `source.text`'s line `line` (from 1), without its line end;
-// empty past the end.
-std::string_view source_line(const std::string& text, std::size_t line);
+// empty past the end. Constant time.
+std::string_view source_line(const DefinitionSource& source, std::size_t line);
 
-// `at` moved into `text`: a line past the last becomes the end of the last
-// line, a column past its line's end the column just after that end.
-// Columns count characters.
-TextPosition clamp_to_text(const std::string& text, TextPosition at);
+// `at` moved into `source.text`: a line past the last becomes the end of the
+// last line, a column past its line's end the column just after that end.
+// Columns count characters. Time linear in the length of one line.
+TextPosition clamp_to_text(const DefinitionSource& source, TextPosition at);
 
 }  // namespace tessik::lint
 
