@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include <tessik/agent_loader/execution/loaded_agent.hpp>
 #include <tessik/agent_loader/execution/detail/terminal_verdict.hpp>
+#include <tessik/agent_loader/execution/loaded_agent.hpp>
 #include <tessik/foundation/errors.hpp>
-#include <tessik/logging_channels.hpp>
 #include <tessik/foundation/text.hpp>
+#include <tessik/logging_channels.hpp>
 
 #include "fake_client.hpp"
 

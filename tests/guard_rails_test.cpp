@@ -3,8 +3,8 @@
 #include <filesystem>
 #include <string>
 #include <tessik/agent_loader/definitions/detail/guard_rails.hpp>
-#include <tessik/logging_channels.hpp>
 #include <tessik/foundation/text.hpp>
+#include <tessik/logging_channels.hpp>
 #include <vector>
 
 #include "temp_dir.hpp"

@@ -1,9 +1,9 @@
 // Directory loading: listing order, parser choice, the built-in/custom merge,
 // link escapes and the exact log lines, over temporary directories; and the
 // shipped built-in agents.
+#include <tessik/agent_loader.hpp>
 #include <tessik/agent_loader/definitions/detail/paths.hpp>
 #include <tessik/agent_loader/definitions/detail/safe_path.hpp>
-#include <tessik/agent_loader.hpp>
 #include <tessik/foundation/text.hpp>
 
 #include <gtest/gtest.h>

@@ -107,13 +107,9 @@ RunCost run_cost(const ReviewClient& c, const std::vector<AgentOutcome>& outcome
                  double wall_seconds) {
   RunCost cost{.model = c.settings->model, .wall_seconds = wall_seconds};
   const std::map<std::string, clients::TokenUsage> usage = c.live->usage();
-  for (const auto& [agent, u] : usage) {
-    const Tokens t = tokens_of(u);
-    cost.total.input += t.input;
-    cost.total.output += t.output;
-    cost.total.cache_write += t.cache_write;
-    cost.total.cache_read += t.cache_read;
-  }
+  clients::TokenUsage total;
+  for (const auto& [agent, u] : usage) total += u;
+  cost.total = tokens_of(total);
   for (const AgentOutcome& o : outcomes) {
     const auto it = usage.find(o.agent);
     cost.agents[o.agent] = {.iterations = c.recorder->iterations(o.agent).value_or(0),

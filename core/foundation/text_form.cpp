@@ -7,9 +7,9 @@
 #include <ostream>
 #include <string>
 
-#include <tessik/foundation/text.hpp>
 #include <tessik/foundation/detail/tree_writer.hpp>
 #include <tessik/foundation/detail/utf8.hpp>
+#include <tessik/foundation/text.hpp>
 
 namespace tessik {
 namespace {

@@ -16,8 +16,7 @@ namespace {
 // Answers every request with one finding.
 class OneFindingClient final : public tessik::AIClient {
  public:
-  tessik::CompletionResult complete(const tessik::Value&,
-                                    const tessik::CompleteOptions&) override {
+  tessik::CompletionResult complete(const tessik::Value&, const tessik::CompleteOptions&) override {
     return {.text = R"({"status": "findings", "findings": [{"file_path": "a.py",)"
                     R"( "line_number": 3, "severity": "major", "issue": "x"}]})",
             .stop_reason = "end_turn"};
@@ -46,8 +45,9 @@ int check_public_names() {
     return fail("filter_code_replacement");
   if (detect_language(Value("a.py")) != "python") return fail("detect_language");
   if (!output_config_for_three_state().is_mapping()) return fail("output_config_for_three_state");
-  const TerminalState state = classify_terminal_state({.raw_text = R"({"status": "clean",)"
-                                                                   R"( "summary": "ok", "confidence": 0.9})"});
+  const TerminalState state =
+      classify_terminal_state({.raw_text = R"({"status": "clean",)"
+                                           R"( "summary": "ok", "confidence": 0.9})"});
   if (state.state != "clean") return fail("classify_terminal_state: " + state.state);
   if (!AgentVerdict::from_clean("ok", 0.9).is_clean()) return fail("AgentVerdict");
   if (default_parsers().size() != 2) return fail("default_parsers");
@@ -57,8 +57,8 @@ int check_public_names() {
 int check_analysis(const std::vector<tessik::LoadedAgent>& agents) {
   const std::vector<tessik::FileChange> changes{{.file_path = "a.py", .diff = "+x = 1\n"}};
   tessik::Log::agent.set_level(tessik::LogLevel::warning);
-  const tessik::LoadedAgent agent(agents.front().definition(),
-                                  std::make_shared<OneFindingClient>(), 1024);
+  const tessik::LoadedAgent agent(agents.front().definition(), std::make_shared<OneFindingClient>(),
+                                  1024);
   const tessik::AgentVerdict verdict = agent.analyse(changes);
   if (!verdict.is_findings() || verdict.size() != 1 || verdict[0].severity != "medium")
     return fail("analyse did not return the one finding");

@@ -14,31 +14,31 @@ struct TreePair {
 
 // The first parent's tree of the commit `object` peels to, or null for a
 // root commit.
-git::Tree parent_tree(git_object* object, const std::string& spec) {
+git::Tree parent_tree(git_object* object, const std::string& revision) {
   git_object* peeled = nullptr;
   git::check(git_object_peel(&peeled, object, GIT_OBJECT_COMMIT),
-             "the revision '" + spec + "' does not name a commit");
+             "the revision '" + revision + "' does not name a commit");
   git::Commit commit(reinterpret_cast<git_commit*>(peeled));
   if (git_commit_parentcount(commit.get()) == 0) return nullptr;
   git_commit* parent = nullptr;
-  git::check(git_commit_parent(&parent, commit.get(), 0), "cannot read the parent of " + spec);
+  git::check(git_commit_parent(&parent, commit.get(), 0), "cannot read the parent of " + revision);
   git::Commit owned(parent);
   git_tree* tree = nullptr;
-  git::check(git_commit_tree(&tree, owned.get()), "cannot read the parent tree of " + spec);
+  git::check(git_commit_tree(&tree, owned.get()), "cannot read the parent tree of " + revision);
   return git::Tree(tree);
 }
 
 TreePair range_trees(git_repository* repo, const std::string& range) {
   // libgit2 leaves the left side resolved when only the right one fails:
   // own both before checking.
-  git_revspec spec{};
-  const int code = git_revparse(&spec, repo, range.c_str());
-  git::Object from(spec.from), to(spec.to);
+  git_revspec parsed{};
+  const int code = git_revparse(&parsed, repo, range.c_str());
+  git::Object from(parsed.from), to(parsed.to);
   git::check(code, "git does not know the revision range '" + range + "'");
-  if ((spec.flags & GIT_REVSPEC_SINGLE) != 0) {
+  if ((parsed.flags & GIT_REVSPEC_SINGLE) != 0) {
     return {parent_tree(from.get(), range), git::tree_of(from.get(), range)};
   }
-  if ((spec.flags & GIT_REVSPEC_MERGE_BASE) != 0) {
+  if ((parsed.flags & GIT_REVSPEC_MERGE_BASE) != 0) {
     git_oid base;
     git::check(git_merge_base(&base, repo, git_object_id(from.get()), git_object_id(to.get())),
                "the two sides of '" + range + "' have no common ancestor");
@@ -100,7 +100,9 @@ GitChange working_tree_of(const std::filesystem::path& directory) {
   if (workdir == nullptr) {
     throw git::GitError(directory.string() + " is in a bare repository: it has no working tree");
   }
-  return {.patch = {}, .git_dir = git_repository_path(repo.get()), .top_level = workdir,
+  return {.patch = {},
+          .git_dir = git_repository_path(repo.get()),
+          .top_level = workdir,
           .new_tree = std::nullopt};
 }
 

@@ -19,17 +19,17 @@ Repository open_repository(const std::filesystem::path& directory) {
   return Repository(repo);
 }
 
-Object revparse(git_repository* repo, const std::string& spec) {
+Object revparse(git_repository* repo, const std::string& revision) {
   git_object* object = nullptr;
-  check(git_revparse_single(&object, repo, spec.c_str()),
-        "git does not know the revision '" + spec + "'");
+  check(git_revparse_single(&object, repo, revision.c_str()),
+        "git does not know the revision '" + revision + "'");
   return Object(object);
 }
 
-Tree tree_of(git_object* object, const std::string& spec) {
+Tree tree_of(git_object* object, const std::string& revision) {
   git_object* tree = nullptr;
   check(git_object_peel(&tree, object, GIT_OBJECT_TREE),
-        "the revision '" + spec + "' does not name a commit");
+        "the revision '" + revision + "' does not name a commit");
   return Tree(reinterpret_cast<git_tree*>(tree));
 }
 

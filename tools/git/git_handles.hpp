@@ -62,10 +62,10 @@ Repository open_repository(const std::filesystem::path& directory);
 
 // The object a revision expression names ("HEAD", "main~2", an abbreviated
 // hash). Throws GitError naming the expression when git does not know it.
-Object revparse(git_repository* repo, const std::string& spec);
+Object revparse(git_repository* repo, const std::string& revision);
 
 // The tree of the commit (or tag) `object` peels to. Throws GitError.
-Tree tree_of(git_object* object, const std::string& spec);
+Tree tree_of(git_object* object, const std::string& revision);
 
 }  // namespace tessik::cli::git
 

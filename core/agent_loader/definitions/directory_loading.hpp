@@ -28,11 +28,11 @@
 #include <string>
 #include <vector>
 
-#include <tessik/ai_client.hpp>
-#include <tessik/models.hpp>
-#include <tessik/agent_loader/execution/loaded_agent.hpp>
 #include <tessik/agent_loader/definitions/agent_definition.hpp>
 #include <tessik/agent_loader/definitions/parsers.hpp>
+#include <tessik/agent_loader/execution/loaded_agent.hpp>
+#include <tessik/ai_client.hpp>
+#include <tessik/models.hpp>
 
 namespace tessik {
 

@@ -55,8 +55,8 @@
 #include <memory>
 #include <vector>
 
-#include <tessik/foundation/limits.hpp>
 #include <tessik/agent_loader/definitions/agent_definition.hpp>
+#include <tessik/foundation/limits.hpp>
 
 namespace tessik {
 

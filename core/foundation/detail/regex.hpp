@@ -31,8 +31,8 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 #include <tessik/foundation/limits.hpp>
+#include <vector>
 
 namespace tessik::detail {
 

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include <tessik/agent_loader/definitions/detail/directory_listing.hpp>
 #include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/text.hpp>
-#include <tessik/agent_loader/definitions/detail/directory_listing.hpp>
 
 namespace tessik::detail {
 namespace {

@@ -4,11 +4,11 @@
 #include <optional>
 #include <system_error>
 
-#include <tessik/foundation/errors.hpp>
-#include <tessik/logging_channels.hpp>
-#include <tessik/foundation/detail/regex.hpp>
-#include <tessik/foundation/text.hpp>
 #include <tessik/agent_loader/definitions/detail/paths.hpp>
+#include <tessik/foundation/detail/regex.hpp>
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/text.hpp>
+#include <tessik/logging_channels.hpp>
 
 namespace tessik::detail {
 namespace {
