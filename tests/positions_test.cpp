@@ -232,14 +232,5 @@ TEST(DefinitionFailures, NameTheKeyTheValueAndWhereItStands) {
   }
 }
 
-TEST(DefinitionFailures, FileSystemMessagesArePlainWords) {
-  TempDir dir;
-  const std::filesystem::path folder = dir.mkdir("x.md");
-  EXPECT_EQ(load_failure(folder).message, "cannot read " + folder.string() + ": it is a directory");
-  const std::filesystem::path missing = dir / "missing.yaml";
-  EXPECT_EQ(load_failure(missing).message,
-            "cannot read " + missing.string() + ": it does not exist");
-}
-
 }  // namespace
 }  // namespace tessik

@@ -23,7 +23,7 @@ struct Case {
 };
 
 TEST(ClassifyTerminalState, Table) {
-  const std::string huge = C + std::string(MAX_REPLY_BYTES, ' ');  // valid, but too long
+  const std::string at_limit = C + std::string(MAX_REPLY_BYTES - C.size(), ' ');
   const char* kSchema = "invalid_response_schema";
   const Case cases[] = {
       {"findings reply", F, "findings", "stop"},
@@ -44,7 +44,8 @@ TEST(ClassifyTerminalState, Table) {
       {"two fenced blocks", "```\n" + C + "\n```\n```\n" + C + "\n```", "invalid_json"},
       {"fence of another language", "```py\n" + C + "\n```", "invalid_json"},
       {"trailing comma", C.substr(0, C.size() - 1) + ",}", "invalid_json"},
-      {"too large to parse", huge, "response_too_large"},
+      {"a reply at the size limit is parsed", at_limit, "clean"},
+      {"one byte more is not", at_limit + " ", "response_too_large"},
       {"array", "[]", kSchema},
       {"legacy bare findings", R"({"findings": []})", kSchema},
       {"status in other case", R"({"status": "Clean"})", kSchema},

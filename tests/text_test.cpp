@@ -57,13 +57,8 @@ TEST(ToInt, ConvertsOrFailsWithTheRightKind) {
       {"leading underscore refused", Value("_1"), "ValueError"},
       {"sign alone refused", Value("-"), "ValueError"},
       {"NUL inside refused", Value(std::string("4\0002", 3)), "ValueError"},  // octal NUL
-      {"NaN is invalid", Value(kNaN), "ValueError"},
-      {"infinity overflows", Value(kInf), "OverflowError"},
       {"huge float overflows", Value(1e19), "OverflowError"},
       {"huge decimal overflows", Value("9223372036854775808"), "OverflowError"},
-      {"null is a type error", Value(), "TypeError"},
-      {"sequence is a type error", Value(Value::Sequence{}), "TypeError"},
-      {"mapping is a type error", Value(Value::Mapping{}), "TypeError"},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(outcome([&] { return Value(to_int(c.input)); }), c.expected) << c.name;
@@ -81,7 +76,9 @@ TEST(ToFloat, ConvertsOrFailsWithTheRightKind) {
       {"true", Value(true), "1.0"},
       {"plain decimal", Value("0.8"), "0.8"},
       {"leading point with blanks", Value(" .5 "), "0.5"},
-      {"exponent", Value("1e-1"), "0.1"},
+      {"exponent", Value("1E-1"), "0.1"},
+      {"largest double", Value("1.7976931348623157e308"), "1.7976931348623157e+308"},
+      {"zero with a huge exponent", Value("0e99999999999999999999"), "0.0"},
       {"trailing point", Value("5."), "5.0"},
       {"underscores", Value("1_0.2_5"), "10.25"},
       {"infinity any case", Value("-InFiNiTy"), "-inf"},
@@ -96,11 +93,11 @@ TEST(ToFloat, ConvertsOrFailsWithTheRightKind) {
       {"signed NaN with blanks", Value(" -NaN "), "nan"},
       {"word refused", Value("abc"), "ValueError"},
       {"bare exponent refused", Value("e5"), "ValueError"},
+      {"exponent without digits refused", Value("1e+"), "ValueError"},
+      {"double underscore refused", Value("1__0.0"), "ValueError"},
       {"hex refused", Value("0x1p3"), "ValueError"},
       {"empty refused", Value(""), "ValueError"},
       {"lone point refused", Value("."), "ValueError"},
-      {"null is a type error", Value(), "TypeError"},
-      {"sequence is a type error", Value(Value::Sequence{1}), "TypeError"},
   };
   for (const auto& c : cases) {
     EXPECT_EQ(outcome([&] { return Value(to_float(c.input)); }), c.expected) << c.name;

@@ -20,63 +20,39 @@ Environment env_of(std::map<std::string, std::string> vars) {
 }
 
 TEST(ModelSettings, FlagsWinOverTheEnvironmentWhichWinsOverDefaults) {
-  struct Case {
+  const struct {
     const char* name;
     ModelFlags flags;
     std::map<std::string, std::string> env;
-    const char* provider;
-    const char* endpoint;
-    const char* model;
-    const char* key_env;
-  };
-  const Case cases[] = {
+    std::string expected;  // provider, endpoint, model and key variable
+  } cases[] = {
       {"defaults of messages",
        {.model = "m1"},
        {},
-       "messages",
-       "https://api.anthropic.com",
-       "m1",
-       "ANTHROPIC_API_KEY"},
+       "messages https://api.anthropic.com m1 ANTHROPIC_API_KEY"},
       {"defaults of openai",
        {.provider = "openai", .model = "m1"},
        {},
-       "openai",
-       "https://api.openai.com/v1",
-       "m1",
-       "OPENAI_API_KEY"},
+       "openai https://api.openai.com/v1 m1 OPENAI_API_KEY"},
       {"environment alone",
        {},
        {{"TESSIK_PROVIDER", "openai"},
         {"TESSIK_ENDPOINT", "http://localhost:11434/v1"},
         {"TESSIK_MODEL", "qwen"}},
-       "openai",
-       "http://localhost:11434/v1",
-       "qwen",
-       "OPENAI_API_KEY"},
+       "openai http://localhost:11434/v1 qwen OPENAI_API_KEY"},
       {"flags win",
-       {.provider = "messages",
-        .endpoint = "http://127.0.0.1:9",
-        .model = "m2",
-        .api_key_env = "MY_KEY"},
+       {.provider = "messages", .endpoint = "http://h:9", .model = "m2", .api_key_env = "MY_KEY"},
        {{"TESSIK_PROVIDER", "openai"}, {"TESSIK_ENDPOINT", "http://x"}, {"TESSIK_MODEL", "qwen"}},
-       "messages",
-       "http://127.0.0.1:9",
-       "m2",
-       "MY_KEY"},
+       "messages http://h:9 m2 MY_KEY"},
       {"an empty variable counts as unset",
        {.model = "m3"},
        {{"TESSIK_PROVIDER", ""}, {"TESSIK_ENDPOINT", ""}},
-       "messages",
-       "https://api.anthropic.com",
-       "m3",
-       "ANTHROPIC_API_KEY"},
+       "messages https://api.anthropic.com m3 ANTHROPIC_API_KEY"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     const ModelSettings s = resolve_model_settings(c.flags, env_of(c.env));
-    EXPECT_EQ(s.provider, c.provider) << c.name;
-    EXPECT_EQ(s.endpoint, c.endpoint) << c.name;
-    EXPECT_EQ(s.model, c.model) << c.name;
-    EXPECT_EQ(s.api_key_env, c.key_env) << c.name;
+    EXPECT_EQ(s.provider + " " + s.endpoint + " " + s.model + " " + s.api_key_env, c.expected)
+        << c.name;
     EXPECT_EQ(s.max_tokens, DEFAULT_MAX_TOKENS) << c.name;
   }
 }

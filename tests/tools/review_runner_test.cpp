@@ -76,6 +76,8 @@ std::vector<AgentOutcome> run_with(CallLog& log, RunSettings settings) {
   return run_agents(agents_with(client), kChanges, nullptr, settings);
 }
 
+// The outcomes keep the agent order and a failure (peregrin's) stays with
+// its agent.
 TEST(ReviewRunner, WarmUpFinishesTheFirstCallBeforeAnyOtherStarts) {
   CallLog log(3, "corvin");  // the three later calls meet and run together
   const auto outcomes = run_with(log, {.jobs = 0, .cache_warmup = true});
@@ -84,34 +86,25 @@ TEST(ReviewRunner, WarmUpFinishesTheFirstCallBeforeAnyOtherStarts) {
   EXPECT_EQ(events[0], "start corvin");
   EXPECT_EQ(events[1], "end corvin");
   EXPECT_EQ(log.max_running(), 3u);
-}
 
-TEST(ReviewRunner, WithoutWarmUpEveryCallStartsAtOnce) {
-  CallLog log(4);
-  run_with(log, {.jobs = 0, .cache_warmup = false});
-  EXPECT_EQ(log.max_running(), 4u);
-}
-
-TEST(ReviewRunner, JobsBoundTheCallsRunningTogether) {
-  for (std::size_t jobs : {1u, 2u}) {
-    CallLog log(jobs);
-    run_with(log, {.jobs = jobs, .cache_warmup = false});
-    EXPECT_EQ(log.max_running(), jobs);
-  }
-}
-
-TEST(ReviewRunner, OutcomesKeepTheAgentOrderAndAFailureStaysWithItsAgent) {
-  CallLog log(3, "corvin");
-  const auto outcomes = run_with(log, {.jobs = 0, .cache_warmup = true});
   std::vector<std::string> names;
-  for (const AgentOutcome& o : outcomes) names.push_back(o.agent);
-  EXPECT_EQ(names, (std::vector<std::string>{"corvin", "hesper", "peregrin", "wynn"}));
   for (const AgentOutcome& o : outcomes) {
+    names.push_back(o.agent);
     EXPECT_EQ(o.verdict.has_value(), o.agent != "peregrin") << o.agent;
   }
+  EXPECT_EQ(names, (std::vector<std::string>{"corvin", "hesper", "peregrin", "wynn"}));
   EXPECT_EQ(outcomes[2].failure_kind, "ClientError");
   EXPECT_EQ(outcomes[2].failure_message, "connection refused");
   EXPECT_EQ(outcomes[2].call_site, "ExampleClient.complete");
+}
+
+// Without warm-up every call starts at once, up to the number of jobs.
+TEST(ReviewRunner, JobsBoundTheCallsRunningTogether) {
+  for (const auto& [jobs, together] : {std::pair<std::size_t, std::size_t>{0, 4}, {1, 1}, {2, 2}}) {
+    CallLog log(together);
+    run_with(log, {.jobs = jobs, .cache_warmup = false});
+    EXPECT_EQ(log.max_running(), together) << jobs;
+  }
 }
 
 // Starts its call in a CallLog, calls the first tool it is given, then

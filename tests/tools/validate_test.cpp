@@ -15,6 +15,7 @@
 #include "cli.hpp"
 #include "lint/check.hpp"
 #include "lint/definition_source.hpp"
+#include "run_cli.hpp"
 #include "temp_dir.hpp"
 
 namespace tessik::lint {
@@ -48,11 +49,6 @@ void expect_positions_in_file(const std::filesystem::path& file, const FileRepor
 
 TEST(ValidateFile, DiagnosticsOfBadDefinitionFiles) {
   TempDir dir;
-  const std::string fifty_keys = [] {
-    std::string text = "name: many\nsystem_prompt: p\n";
-    for (int i = 0; i < 50; ++i) text += "extra_" + std::to_string(i) + ": 1\n";
-    return text;
-  }();
   const struct {
     std::string file, text;
     std::vector<Expected> expected;
@@ -88,6 +84,9 @@ TEST(ValidateFile, DiagnosticsOfBadDefinitionFiles) {
        {{3, 22, "E106",
          "Agent definition key 'max_tool_iterations' in @: expected an integer, got the text "
          "'five'"}}},
+      {"agent.txt",
+       "name: t\nsystem_prompt: p\n",
+       {{0, 0, "E107", "No parser for agent definition file: @"}}},
       {"disabled.yml", "name: d\nsystem_prompt: p\nenabled: off\n", {{3, 10, "N302"}}},
       // Bad input: nothing crashes, every position is in the file.
       {"empty.yaml", "", {{0, 0, "E105"}, {1, 1, "W207"}}},
@@ -136,15 +135,6 @@ TEST(ValidateFile, DiagnosticsOfBadDefinitionFiles) {
     }
     expect_positions_in_file(file, r);
   }
-
-  // Fifty problems: all fifty, in order.
-  const FileReport many = check_file(dir.write("fifty.yaml", fifty_keys));
-  ASSERT_EQ(many.diagnostics.size(), 50u);
-  for (std::size_t i = 0; i < 50; ++i) {
-    EXPECT_EQ(many.diagnostics[i].at, (TextPosition{i + 3, 1}));
-    EXPECT_EQ(many.diagnostics[i].message,
-              "unknown key 'extra_" + std::to_string(i) + "'; it is ignored");
-  }
 }
 
 // A file made of problems: each is reported once, at its own line (the
@@ -162,28 +152,24 @@ TEST(ValidateFile, EveryProblemOfALargeFile) {
   }
   const FileReport r = check_file(dir.write("many.yaml", text));
   ASSERT_EQ(r.diagnostics.size(), kKeys);
+  EXPECT_EQ(r.diagnostics.front().at, (TextPosition{3, 1}));
+  EXPECT_EQ(r.diagnostics[1].at, (TextPosition{4, 1}));
   EXPECT_EQ(r.diagnostics.back().at, (TextPosition{kKeys + 2, 1}));
   EXPECT_EQ(r.diagnostics.back().message, "unknown key 'k39999'; it is ignored");
 }
 
 TEST(ValidateFile, LargeFilesAndFolderNamedLikeAFileFailWithoutAPosition) {
   TempDir dir;
-  const FileReport folder = check_file(dir.mkdir("x.md"));
-  ASSERT_EQ(folder.diagnostics.size(), 1u);
-  EXPECT_EQ(folder.diagnostics[0].code, "E101");
-  EXPECT_EQ(folder.diagnostics[0].message,
+  for (const std::filesystem::path& file :
+       {dir.mkdir("x.md"), dir.link(dir / "nowhere", "dangling.md"),
+        dir.write("big.yaml", "name: big\n# " + std::string(5 << 20, 'x') + "\n")}) {
+    const FileReport r = check_file(file);
+    ASSERT_EQ(r.diagnostics.size(), 1u) << file;
+    EXPECT_EQ(r.diagnostics[0].code, "E101") << file;
+    EXPECT_FALSE(r.diagnostics[0].at) << file;
+  }
+  EXPECT_EQ(check_file(dir / "x.md").diagnostics[0].message,
             "cannot read " + (dir / "x.md").string() + ": it is a directory");
-  EXPECT_FALSE(folder.diagnostics[0].at);
-
-  const FileReport big =
-      check_file(dir.write("big.yaml", "name: big\n# " + std::string(5 << 20, 'x') + "\n"));
-  ASSERT_EQ(big.diagnostics.size(), 1u);
-  EXPECT_EQ(big.diagnostics[0].code, "E101");
-  EXPECT_FALSE(big.diagnostics[0].at);
-
-  const FileReport dangling = check_file(dir.link(dir / "nowhere", "dangling.md"));
-  ASSERT_EQ(dangling.diagnostics.size(), 1u);
-  EXPECT_EQ(dangling.diagnostics[0].code, "E101");
 }
 
 TEST(ValidateDirectory, ReadsTheFolderAsTheLoaderDoes) {
@@ -214,17 +200,9 @@ TEST(ValidateDirectory, ReadsTheFolderAsTheLoaderDoes) {
   EXPECT_EQ(reports[3].diagnostics[0].at, (TextPosition{2, 7}));
 }
 
-struct Outcome {
-  int status;
-  std::string out, err;
-};
-
-Outcome validate(std::vector<std::string> args) {
+testing::Outcome validate(std::vector<std::string> args) {
   args.insert(args.begin(), "validate");
-  std::istringstream in;
-  std::ostringstream out, err;
-  const int status = cli::run_cli(args, {in, out, err});
-  return {status, out.str(), err.str()};
+  return testing::run(args);
 }
 
 TEST(ValidateFormats, TextGithubJsonAndSarif) {
@@ -233,7 +211,7 @@ TEST(ValidateFormats, TextGithubJsonAndSarif) {
       dir.write("w,1.yaml", "name: w\nsystem_prompt: p\nbogus: 1\n").string();
   const std::string invalid = dir.write("i.yaml", "name: i\nmax_tool_iterations: x\n").string();
 
-  Outcome r = validate({warned, invalid});
+  testing::Outcome r = validate({warned, invalid});
   EXPECT_EQ(r.status, cli::EXIT_FAILED);
   EXPECT_EQ(r.out,
             warned + ":3:1: warning: unknown key 'bogus'; it is ignored [W201]\n" + invalid +
