@@ -109,7 +109,7 @@ TEST(DefinitionRecord, RejectsBadDataWithTheRightKind) {
       {"data that is a sequence", S{"name"}, "src.md", "TypeError", "mapping"},
   };
   for (const auto& c : cases) {
-    const auto [kind, message] =
+    const auto [kind, message, at] =
         testing::failure_of([&] { detail::dict_to_definition(c.data, c.source); });
     EXPECT_EQ(kind, c.kind) << c.name << ": " << message;
     if (c.message.starts_with('=')) {

@@ -1,8 +1,10 @@
-// What an action throws, for tests that check a failure's kind and message.
+// What an action throws, for tests that check a failure's kind, message and
+// position.
 #ifndef TESSIK_TESTS_FAILURE_HPP_
 #define TESSIK_TESTS_FAILURE_HPP_
 
 #include <exception>
+#include <optional>
 #include <string>
 
 #include <tessik/foundation/errors.hpp>
@@ -12,6 +14,7 @@ namespace tessik::testing {
 struct Failure {
   std::string kind;     // class_name() of this library's errors; "" when nothing was thrown
   std::string message;  // what()
+  std::optional<TextPosition> at;  // position() of this library's errors
 };
 
 template <class F>
@@ -19,9 +22,9 @@ Failure failure_of(F&& action) {
   try {
     action();
   } catch (const Error& e) {
-    return {std::string(e.class_name()), e.what()};
+    return {std::string(e.class_name()), e.what(), e.position()};
   } catch (const std::exception& e) {
-    return {"std::exception", e.what()};
+    return {"std::exception", e.what(), std::nullopt};
   }
   return {};
 }

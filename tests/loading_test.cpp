@@ -16,7 +16,6 @@
 #include <regex>
 #include <sstream>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include "failure.hpp"
@@ -43,16 +42,14 @@ std::string markdown(const std::string& name, const std::string& role = "") {
 
 using Lines = std::vector<std::string>;
 
-template <class T>
-Lines names(const std::vector<T>& items) {
+Lines names(const std::vector<LoadedAgent>& agents) {
   Lines out;
-  for (const auto& item : items) {
-    if constexpr (std::is_same_v<T, LoadedAgent>) {
-      out.push_back(item.name());
-    } else {
-      out.push_back(item.name);
-    }
-  }
+  for (const auto& agent : agents) out.push_back(agent.name());
+  return out;
+}
+Lines names(const std::vector<AgentDefinition>& definitions) {
+  Lines out;
+  for (const auto& definition : definitions) out.push_back(definition.name);
   return out;
 }
 
@@ -168,19 +165,14 @@ TEST_F(LoadingTest, EveryAgentSharesTheCallersClientTokensAndTools) {
   const ReviewerTools tools{.read_file_tool = testing::FakeTool::named("read_file"),
                             .find_code_tool = testing::FakeTool::named("find_code")};
 
-  const std::string builtin = (tmp_ / "builtin").string();
-  for (const bool given : {true, false}) {
-    const auto agents = given ? load_all_agents(config, client_, builtin, tools)
-                              : load_all_agents(config, client_, builtin);
-    ASSERT_EQ(names(agents), (Lines{"alpha", "beta", "gamma"}));
-    for (const auto& agent : agents) {
-      SCOPED_TRACE(agent.name() + (given ? " with tools" : " without tools"));
-      EXPECT_EQ(agent.client(), client_);
-      EXPECT_EQ(agent.max_tokens(), 777);
-      EXPECT_EQ(agent.tools().read_file_tool, given ? tools.read_file_tool : nullptr);
-      EXPECT_EQ(agent.tools().read_lines_tool, nullptr);
-      EXPECT_EQ(agent.tools().find_code_tool, given ? tools.find_code_tool : nullptr);
-    }
+  const auto agents = load_all_agents(config, client_, (tmp_ / "builtin").string(), tools);
+  ASSERT_EQ(names(agents), (Lines{"alpha", "beta", "gamma"}));
+  for (const auto& agent : agents) {
+    EXPECT_EQ(agent.client(), client_) << agent.name();
+    EXPECT_EQ(agent.max_tokens(), 777) << agent.name();
+    EXPECT_EQ(agent.tools().read_file_tool, tools.read_file_tool) << agent.name();
+    EXPECT_EQ(agent.tools().read_lines_tool, nullptr) << agent.name();
+    EXPECT_EQ(agent.tools().find_code_tool, tools.find_code_tool) << agent.name();
   }
 }
 

@@ -128,7 +128,7 @@ TEST_F(DefinitionParsers, FailuresKeepTheirKind) {
        "TypeError", ""},
   };
   for (const auto& c : cases) {
-    const auto [kind, message] = testing::failure_of([&] { load_agent_definition(c.path); });
+    const auto [kind, message, at] = testing::failure_of([&] { load_agent_definition(c.path); });
     EXPECT_EQ(kind, c.kind) << c.name << ": " << message;
     if (!c.message.empty()) {
       EXPECT_EQ(message, c.message) << c.name;
@@ -168,7 +168,7 @@ TEST_F(DefinitionParsers, FileSizeLimit) {
     return tmp_.write("padded.yaml", "name: padded\n#" + std::string(size - 15, 'x') + "\n");
   };
   EXPECT_EQ(load_agent_definition(padded(limits::kDefinitionFileBytes)).name, "padded");
-  const auto [kind, message] =
+  const auto [kind, message, at] =
       testing::failure_of([&] { load_agent_definition(padded(limits::kDefinitionFileBytes + 1)); });
   EXPECT_EQ(kind, "ValueError");
   EXPECT_NE(message.find(std::to_string(limits::kDefinitionFileBytes)), std::string::npos)

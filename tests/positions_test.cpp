@@ -116,21 +116,12 @@ TEST(YamlPlaces, SyntaxErrorsCarryTheirMarkCountedInTheFile) {
       {"a: \x01\n", {1, 4}},
   };
   for (const auto& c : cases) {
-    std::string plain_message;
-    try {
-      load_yaml(c.text);
-      ADD_FAILURE() << "loaded: " << c.text;
-    } catch (const YamlError& e) {
-      plain_message = e.what();
-      EXPECT_EQ(e.position(), c.at) << c.text << ": " << e.what();
-    }
-    try {
-      load_yaml_document(c.text, 10);
-      ADD_FAILURE() << "loaded: " << c.text;
-    } catch (const YamlError& e) {
-      EXPECT_EQ(e.what(), plain_message) << "the message counts in the text";
-      EXPECT_EQ(e.position(), (TextPosition{c.at.line + 9, c.at.column})) << c.text;
-    }
+    const testing::Failure plain = testing::failure_of([&] { load_yaml(c.text); });
+    EXPECT_EQ(plain.kind, "YAMLError") << c.text;
+    EXPECT_EQ(plain.at, c.at) << c.text << ": " << plain.message;
+    const testing::Failure offset = testing::failure_of([&] { load_yaml_document(c.text, 10); });
+    EXPECT_EQ(offset.message, plain.message) << "the message counts in the text";
+    EXPECT_EQ(offset.at, (TextPosition{c.at.line + 9, c.at.column})) << c.text;
   }
 }
 
@@ -170,20 +161,6 @@ TEST(Conversions, MessagesSayWhatWasExpectedAndWhatCame) {
   }
 }
 
-struct DefinitionFailure {
-  std::string kind, message;
-  std::optional<TextPosition> at;
-};
-
-DefinitionFailure load_failure(const std::filesystem::path& file) {
-  try {
-    load_agent_definition(file);
-  } catch (const Error& e) {
-    return {std::string(e.class_name()), e.what(), e.position()};
-  }
-  return {"", "", std::nullopt};
-}
-
 TEST(DefinitionFailures, NameTheKeyTheValueAndWhereItStands) {
   TempDir dir;
   const struct {
@@ -221,7 +198,7 @@ TEST(DefinitionFailures, NameTheKeyTheValueAndWhereItStands) {
   };
   for (const auto& c : cases) {
     const std::filesystem::path file = dir.write(c.file, c.text);
-    const DefinitionFailure f = load_failure(file);
+    const testing::Failure f = testing::failure_of([&] { load_agent_definition(file); });
     EXPECT_EQ(f.kind, c.kind) << c.file << ": " << f.message;
     if (!c.message.empty()) {
       std::string expected = c.message;
