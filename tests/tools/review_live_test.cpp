@@ -250,32 +250,32 @@ TEST(LiveReviewFailures, AServerThatIsDownOrRefusesTheKeyIsOneLine) {
 TEST(LiveReviewFailures, BadSourcesAndSettingsAreNamed) {
   Project project;
   testing::TempDir not_a_repo;
-  const std::string repo = project.repo.path().string();
+  const std::string repo = project.repo.path().string(), plain = not_a_repo.path().string();
   const struct {
-    std::vector<std::string> args;
+    const char* args;  // @repo and @plain stand for the repository and a plain folder
     int status;
     std::string says;
   } cases[] = {
-      {{"review", "--git", "--repo", repo}, 2, "no model to review with"},
-      {{"review", "--repo", repo, "--model", "m"}, 2, "no change to review"},
-      {{"review", "--git", "--diff", "x", "--model", "m"}, 2, "--diff and --git"},
-      {{"review", "--git", "nope..main", "--repo", repo, "--model", "m"}, 1, "nope..main"},
-      {{"review", "--git", "--repo", not_a_repo.path().string(), "--model", "m"},
-       1,
-       not_a_repo.path().string()},
-      {{"review", "--git", "--repo", repo, "--model", "m", "--jobs", "0"},
-       2,
+      {"review --git --repo @repo", 2, "no model to review with"},
+      {"review --repo @repo --model m", 2, "no change to review"},
+      {"review --git --diff x --model m", 2, "--diff and --git"},
+      {"review --git nope..main --repo @repo --model m", 1, "nope..main"},
+      {"review --git --repo @plain --model m", 1, plain},
+      {"review --git --repo @repo --model m --jobs 0", 2,
        "--jobs must be a whole number of 1 or more, not '0'"},
-      {{"review", "--git", "--repo", repo, "--model", "m", "--api-key-env", "TESSIK_NO_SUCH_KEY"},
-       2,
+      {"review --git --repo @repo --model m --api-key-env TESSIK_NO_SUCH_KEY", 2,
        "--api-key-env names TESSIK_NO_SUCH_KEY, which is not set"},
-      {{"review", "--git", "--repo", repo, "--replies", repo + "/missing"},
-       1,
+      {"review --git --repo @repo --replies @repo/missing", 1,
        "cannot read recorded replies from " + repo + "/missing: it is not a directory"},
   };
   for (const auto& c : cases) {
-    const Outcome r = run(c.args);
-    EXPECT_EQ(r.status, c.status) << ::testing::PrintToString(c.args) << r.err;
+    std::vector<std::string> args = testing::words(c.args);
+    for (std::string& word : args) {
+      if (word.starts_with("@repo")) word.replace(0, 5, repo);
+      if (word == "@plain") word = plain;
+    }
+    const Outcome r = run(args);
+    EXPECT_EQ(r.status, c.status) << c.args << "\n" << r.err;
     EXPECT_NE(r.err.find(c.says), std::string::npos) << r.err;
   }
 }
@@ -318,33 +318,24 @@ TEST(LiveReviewBytes, GitAndADiffFileSendTheSameRequests) {
   EXPECT_EQ(bodies[0], bodies[1]);
 }
 
-TEST(LiveReviewKey, TheKeyComesFromTheNamedVariable) {
+// The key comes from the named variable; plain replies are held to the
+// verdict shapes on request.
+TEST(LiveReviewSettings, KeyTokensAndConstrainedRepliesReachTheServer) {
   Project project;
   ::setenv("TESSIK_TEST_KEY", "sk-from-env", 1);
-  StubServer stub(testing::replies({testing::answer(testing::messages_text(kClean))}));
-  const Outcome r = run({"review", "--git", "HEAD", "--repo", project.repo.path().string(),
-                         "--model", "m", "--endpoint", stub.url(), "--api-key-env",
-                         "TESSIK_TEST_KEY", "--jobs", "1", "--max-tokens", "77"});
-  EXPECT_EQ(r.status, 0) << r.err;
-  ASSERT_EQ(stub.requests().size(), 4u);
-  for (const testing::StubRequest& req : stub.requests()) {
-    EXPECT_EQ(req.header("x-api-key"), "sk-from-env");
-    EXPECT_EQ(*req.json().find("max_tokens"), Value(77));
-  }
-}
-
-TEST(LiveReviewConstrained, PlainRepliesAreHeldToTheVerdictShapesOnRequest) {
-  Project project;
   for (const bool constrain : {false, true}) {
     StubServer stub(testing::replies({testing::answer(testing::chat_text(kClean))}));
-    std::vector<std::string> args{
-        "review",     "--git",           "--repo",  project.repo.path().string(),
-        "--provider", "openai",          "--model", "m",
-        "--endpoint", stub.url() + "/v1"};
+    std::vector<std::string> args = testing::words(
+        "review --git HEAD --model m --provider openai --api-key-env TESSIK_TEST_KEY --jobs 1 "
+        "--max-tokens 77",
+        {"--repo", project.repo.path().string(), "--endpoint", stub.url() + "/v1"});
     if (constrain) args.push_back("--constrain-replies");
-    ASSERT_EQ(run(args).status, 0);
+    const Outcome r = run(args);
+    ASSERT_EQ(r.status, 0) << r.err;
     ASSERT_EQ(stub.requests().size(), 4u);
     for (const testing::StubRequest& req : stub.requests()) {
+      EXPECT_EQ(req.header("authorization"), "Bearer sk-from-env");
+      EXPECT_EQ(*req.json().find("max_tokens"), Value(77));
       EXPECT_EQ(req.json().find("response_format") != nullptr, constrain);
     }
   }

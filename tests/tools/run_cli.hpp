@@ -26,6 +26,17 @@ inline Outcome run(const std::vector<std::string>& args, const std::string& inpu
   return {status, out.str(), err.str()};
 }
 
+// The blank-separated words of `text`, then `more`: a command line written
+// as one text, with the arguments that hold blanks or computed values after.
+inline std::vector<std::string> words(const std::string& text,
+                                      std::initializer_list<std::string> more = {}) {
+  std::vector<std::string> out;
+  std::istringstream in(text);
+  for (std::string word; in >> word;) out.push_back(word);
+  out.insert(out.end(), more);
+  return out;
+}
+
 // Fails the test for each of `parts` missing from `text`.
 inline void expect_contains(const std::string& text, std::initializer_list<std::string> parts) {
   for (const std::string& part : parts) {
