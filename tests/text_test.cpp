@@ -24,16 +24,21 @@ namespace {
 const double kInf = std::numeric_limits<double>::infinity();
 const double kNaN = std::numeric_limits<double>::quiet_NaN();
 
-// The text form of what `convert` returns (so 1 and 1.0 differ), or the
-// kind of what it throws.
+// Whether `convert` gives `expected`: the text form of what it returns (so
+// 1 and 1.0 differ), the kind of what it throws, or that kind, ": " and the
+// whole message.
 template <class F>
-std::string outcome(F convert) {
-  std::string result;
-  const testing::Failure failure = testing::failure_of([&] { result = text_form(convert()); });
-  return failure.kind.empty() ? result : failure.kind;
+::testing::AssertionResult gives(F convert, const std::string& expected) {
+  std::string got;
+  const testing::Failure f = testing::failure_of([&] { got = text_form(convert()); });
+  if (!f.kind.empty()) got = f.kind + ": " + f.message;
+  if (got == expected || (!f.kind.empty() && f.kind == expected)) {
+    return ::testing::AssertionSuccess();
+  }
+  return ::testing::AssertionFailure() << "gave " << got;
 }
 
-TEST(ToInt, ConvertsOrFailsWithTheRightKind) {
+TEST(ToInt, ConvertsOrFailsWithTheRightKindAndMessage) {
   const struct {
     const char* name;
     Value input;
@@ -59,13 +64,27 @@ TEST(ToInt, ConvertsOrFailsWithTheRightKind) {
       {"NUL inside refused", Value(std::string("4\0002", 3)), "ValueError"},  // octal NUL
       {"huge float overflows", Value(1e19), "OverflowError"},
       {"huge decimal overflows", Value("9223372036854775808"), "OverflowError"},
+      {"a word", Value("five"), "ValueError: expected an integer, got the text 'five'"},
+      {"a decimal", Value("1.5"), "ValueError: expected an integer, got the text '1.5'"},
+      {"twenty digits", Value("99999999999999999999"),
+       "OverflowError: expected an integer within the 64-bit range, got the text "
+       "'99999999999999999999'"},
+      {"a huge float", Value(1e300),
+       "OverflowError: expected an integer within the 64-bit range, got the number 1e+300"},
+      {"NaN", Value(kNaN), "ValueError: expected an integer, got the number nan"},
+      {"infinity", Value(kInf), "OverflowError: expected an integer, got the number inf"},
+      {"null", Value(), "TypeError: expected an integer, got null"},
+      {"a list", Value(Value::Sequence{1, 2}),
+       "TypeError: expected an integer, got a list of 2 items"},
+      {"a mapping", Value(Value::Mapping{{"a", 1}}),
+       "TypeError: expected an integer, got a mapping of 1 key"},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(outcome([&] { return Value(to_int(c.input)); }), c.expected) << c.name;
+    EXPECT_TRUE(gives([&] { return Value(to_int(c.input)); }, c.expected)) << c.name;
   }
 }
 
-TEST(ToFloat, ConvertsOrFailsWithTheRightKind) {
+TEST(ToFloat, ConvertsOrFailsWithTheRightKindAndMessage) {
   const struct {
     const char* name;
     Value input;
@@ -98,9 +117,12 @@ TEST(ToFloat, ConvertsOrFailsWithTheRightKind) {
       {"hex refused", Value("0x1p3"), "ValueError"},
       {"empty refused", Value(""), "ValueError"},
       {"lone point refused", Value("."), "ValueError"},
+      {"a line break is escaped in the message", Value("x\ny"),
+       "ValueError: expected a number, got the text 'x\\ny'"},
+      {"null", Value(), "TypeError: expected a number, got null"},
   };
   for (const auto& c : cases) {
-    EXPECT_EQ(outcome([&] { return Value(to_float(c.input)); }), c.expected) << c.name;
+    EXPECT_TRUE(gives([&] { return Value(to_float(c.input)); }, c.expected)) << c.name;
   }
 }
 
