@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include <tessik/foundation/detail/const_table.hpp>
+#include <tessik/foundation/detail/short_lower.hpp>
 
 namespace tessik {
 namespace {
@@ -150,17 +151,6 @@ constexpr ConstStringMap kExtensions({
     {"zsh", "shell"},
 });
 
-// File names and extensions in the tables are ASCII, so ASCII case folding
-// is all a comparison needs; other bytes (UTF-8 or not) pass unchanged and
-// simply match nothing.
-std::string ascii_lower(std::string_view s) {
-  std::string out(s);
-  for (char& c : out) {
-    if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
-  }
-  return out;
-}
-
 constexpr std::string_view kUnknown = "unknown";
 
 }  // namespace
@@ -171,7 +161,11 @@ std::string detect_language(const Value& file_path) {
   // The name after the last slash or backslash.
   std::size_t start = path.size();
   while (start > 0 && path[start - 1] != '/' && path[start - 1] != '\\') --start;
-  const std::string name = ascii_lower(path.substr(start));
+  // File names and extensions in the tables are ASCII, so ASCII case
+  // folding is all a comparison needs; other bytes pass unchanged and simply
+  // match nothing.
+  const detail::ShortLower lowered(path.substr(start), /*ascii_only=*/true);
+  const std::string_view name = lowered.view();
 
   if (std::string_view language = kFileNames.value_or(name, ""); !language.empty()) {
     return std::string(language);
@@ -181,8 +175,7 @@ std::string detect_language(const Value& file_path) {
 
   const std::size_t dot = name.rfind('.');
   if (dot == std::string::npos || dot == 0) return std::string(kUnknown);
-  const std::string_view language =
-      kExtensions.value_or(std::string_view(name).substr(dot + 1), "");
+  const std::string_view language = kExtensions.value_or(name.substr(dot + 1), "");
   return std::string(language.empty() ? kUnknown : language);
 }
 

@@ -65,7 +65,8 @@ std::vector<LoadedAgent> load_agents_from_dir(
     std::int64_t max_tokens, const ParserList& parsers, const ReviewerTools& tools) {
   const ParserList& chosen = active_parsers(parsers);
   std::vector<LoadedAgent> agents;
-  for (const auto& entry : detail::list_directory(directory)) {
+  for (const detail::DirectoryEntry& listed : detail::list_directory(directory)) {
+    const std::filesystem::path& entry = listed.path;
     const AgentDefinitionParser* parser = detail::choose_parser(chosen, entry);
     if (parser == nullptr) continue;
     // Built-in files are ours: one that fails to load is a packaging fault

@@ -18,14 +18,16 @@
 // `std::set` (entries are the keys themselves): `find`, `contains`, `count`,
 // `begin`/`end` and `size`, and `at` and `value_or` for a map. Keys compare byte for byte
 // (case-sensitive, no trimming); iteration follows the order in which the
-// table was written; a lookup is a binary search through an index sorted
-// when the table is built. A table with a repeated key does not compile.
-// Safe to read from several threads.
+// table was written; a lookup hashes the key once and compares it with the
+// one or two entries of its slot chain in an open-addressing index built
+// with the table (at least twice as many slots as entries). A table with a
+// repeated key does not compile. Safe to read from several threads.
 #ifndef TESSIK_FOUNDATION_DETAIL_CONST_TABLE_HPP_
 #define TESSIK_FOUNDATION_DETAIL_CONST_TABLE_HPP_
 
-#include <algorithm>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -50,14 +52,13 @@ class ConstTable {
   constexpr explicit ConstTable(const Entry (&entries)[N]) {
     for (std::size_t i = 0; i < N; ++i) {
       entries_[i] = entries[i];
-      order_[i] = i;
-    }
-    std::sort(order_, order_ + N, [this](std::size_t a, std::size_t b) {
-      return key_less(key_of(entries_[a]), key_of(entries_[b]));
-    });
-    for (std::size_t i = 0; i < N; ++i) sorted_[i] = key_of(entries_[order_[i]]);
-    for (std::size_t i = 1; i < N; ++i) {
-      if (sorted_[i - 1] == sorted_[i]) throw std::logic_error("repeated table key");
+      const std::string_view key = key_of(entries[i]);
+      std::size_t slot = hash(key) & (kSlots - 1);
+      while (slots_[slot] != 0) {
+        if (key_of(entries_[slots_[slot] - 1]) == key) throw std::logic_error("repeated table key");
+        slot = (slot + 1) & (kSlots - 1);
+      }
+      slots_[slot] = static_cast<Slot>(i + 1);
     }
   }
 
@@ -68,8 +69,12 @@ class ConstTable {
 
   // The entry whose key equals `key` exactly, or `end()`.
   constexpr const_iterator find(std::string_view key) const noexcept {
-    const std::string_view* at = std::lower_bound(sorted_, sorted_ + N, key, &key_less);
-    return at != sorted_ + N && *at == key ? entries_ + order_[at - sorted_] : end();
+    for (std::size_t slot = hash(key) & (kSlots - 1);; slot = (slot + 1) & (kSlots - 1)) {
+      const Slot at = slots_[slot];
+      if (at == 0) return end();
+      const std::string_view candidate = key_of(entries_[at - 1]);
+      if (candidate.size() == key.size() && candidate == key) return entries_ + (at - 1);
+    }
   }
   constexpr bool contains(std::string_view key) const noexcept { return find(key) != end(); }
   constexpr std::size_t count(std::string_view key) const noexcept { return contains(key); }
@@ -91,11 +96,28 @@ class ConstTable {
   }
 
  private:
-  // Shorter keys first, then bytewise: most keys a lookup passes differ in
-  // length, which settles the comparison without reading their bytes.
-  static constexpr bool key_less(std::string_view a, std::string_view b) noexcept {
-    return a.size() != b.size() ? a.size() < b.size() : a < b;
+  // Entry positions plus one, 0 for an empty slot; a power of two at least
+  // twice the entry count, so a probe chain stays short and always ends.
+  using Slot = std::uint16_t;
+  static_assert(N < 0x7FFF, "a constant table holds fewer than 32767 entries");
+  static constexpr std::size_t kSlots = std::bit_ceil(2 * N + 2);
+
+  // The length and three bytes of the key (first, middle, last), mixed by
+  // one multiplication: a handful of instructions whatever the key's length,
+  // and enough to tell apart the short words these tables hold. Only the
+  // library's own keys fill slots, so whatever key a lookup is given, it
+  // walks one probe chain of the table's own making.
+  static constexpr std::size_t hash(std::string_view key) noexcept {
+    std::uint64_t h = key.size();
+    if (!key.empty()) {
+      h |= std::uint64_t{static_cast<unsigned char>(key.front())} << 8 |
+           std::uint64_t{static_cast<unsigned char>(key[key.size() / 2])} << 16 |
+           std::uint64_t{static_cast<unsigned char>(key.back())} << 24;
+    }
+    h *= 0x9E3779B97F4A7C15ULL;
+    return static_cast<std::size_t>(h >> 40);
   }
+
   static constexpr std::string_view key_of(const Entry& entry) noexcept {
     if constexpr (kIsSet) {
       return entry;
@@ -105,8 +127,7 @@ class ConstTable {
   }
 
   Entry entries_[N]{};
-  std::size_t order_[N]{};        // positions in entries_, by key_less
-  std::string_view sorted_[N]{};  // the keys in that order
+  Slot slots_[kSlots]{};
 };
 
 // The two shapes the library writes, spelled so that the entry count is

@@ -96,6 +96,9 @@ Regex::Regex(std::string name, std::string_view pattern, RegexOptions options)
     throw std::logic_error("pattern " + name_ + " does not compile at offset " +
                            std::to_string(error_offset) + ": " + pcre2_message(error_code));
   }
+  // A failure here (no compiler for this machine, executable memory refused)
+  // leaves the pattern interpreted, which gives the same matches.
+  if (options.compiled) pcre2_jit_compile(as_code(code_), PCRE2_JIT_COMPLETE);
 }
 
 Regex::~Regex() { pcre2_code_free(as_code(code_)); }

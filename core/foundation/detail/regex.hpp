@@ -46,6 +46,12 @@ struct RegexOptions {
   bool anchored = false;    // match only at the start position, never search on
   bool dot_all = false;     // "." also matches a line feed
   bool multi_line = false;  // "^" also matches after every line feed
+  // Compiles the pattern to machine code as well, when PCRE2 can (else it is
+  // interpreted as usual). Only for patterns that stay linear on any
+  // subject: compiled code honours the match-step limit but not the depth
+  // and memory limits, and reports running out of its own stack as a
+  // failure of the pattern.
+  bool compiled = false;
 };
 
 // Bounds of one `find`. `match_steps` bounds PCRE2's internal match calls

@@ -52,10 +52,11 @@ bool read_custom_entries(const std::string& configured, const ParserList& parser
                          const CustomEntryEvents& events) {
   if (!names_directory(configured)) return false;
   const std::filesystem::path resolved_base = canonical_directory(configured);
-  for (const auto& entry : list_directory(configured)) {
+  for (const DirectoryEntry& listed : list_directory(configured)) {
+    const std::filesystem::path& entry = listed.path;
     // Checked before any parser sees the entry: a link out of the directory
     // must not even have its name considered.
-    if (!is_safe_entry(entry, resolved_base)) {
+    if (!is_safe_entry(listed, resolved_base)) {
       events.outside(entry);
       continue;
     }

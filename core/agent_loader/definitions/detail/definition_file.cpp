@@ -1,8 +1,5 @@
 #include <tessik/agent_loader/definitions/detail/definition_file.hpp>
 
-#include <cerrno>
-#include <system_error>
-
 #include <tessik/agent_loader/definitions/detail/dict_to_definition.hpp>
 #include <tessik/agent_loader/definitions/detail/guard_rails.hpp>
 #include <tessik/agent_loader/definitions/parsers.hpp>
@@ -19,14 +16,9 @@ namespace tessik::detail {
 static_assert(MAX_DEFINITION_FILE_BYTES <= kYamlMaxInputBytes);
 
 std::string read_definition_text(const std::filesystem::path& path) {
-  // A pipe or device could block the open or never end; only regular files
-  // and directories (which fail with the platform's error) are opened.
-  std::error_code ec;
-  const std::filesystem::file_status status = std::filesystem::status(path, ec);
-  if (!ec && !std::filesystem::is_regular_file(status) && !std::filesystem::is_directory(status)) {
-    throw FileSystemError("Agent definition file " + path_text(path) + " is not a regular file",
-                          EINVAL);
-  }
+  // The reader opens without blocking and refuses anything but a regular
+  // file before reading a byte, so a FIFO or a device named as a definition
+  // fails at once instead of hanging the load.
   return read_text_file(path, MAX_DEFINITION_FILE_BYTES);
 }
 

@@ -24,7 +24,7 @@ struct DirCloser {
 
 }  // namespace
 
-std::vector<std::filesystem::path> list_directory(const std::filesystem::path& directory) {
+std::vector<DirectoryEntry> list_directory(const std::filesystem::path& directory) {
   // The empty path names the current directory; every other path is opened
   // exactly as given, so a relative directory stays relative to the caller's
   // working directory.
@@ -32,7 +32,11 @@ std::vector<std::filesystem::path> list_directory(const std::filesystem::path& d
   std::unique_ptr<DIR, DirCloser> dir(::opendir(open_as.c_str()));
   if (!dir) throw_listing_error(open_as, errno);
 
-  std::vector<std::string> names;
+  struct Name {
+    std::string text;
+    bool may_be_link;
+  };
+  std::vector<Name> names;
   for (;;) {
     errno = 0;
     // readdir is safe across threads on distinct streams, and this stream is
@@ -44,16 +48,19 @@ std::vector<std::filesystem::path> list_directory(const std::filesystem::path& d
     }
     const std::string_view name = entry->d_name;
     if (name == "." || name == "..") continue;
-    names.emplace_back(name);
+    names.push_back({std::string(name), entry->d_type == DT_LNK || entry->d_type == DT_UNKNOWN});
   }
   // std::string compares through char_traits<char>, which orders bytes as
   // unsigned values: for UTF-8 names that is code point order.
-  std::sort(names.begin(), names.end());
+  std::sort(names.begin(), names.end(),
+            [](const Name& a, const Name& b) { return a.text < b.text; });
 
-  std::vector<std::filesystem::path> paths;
-  paths.reserve(names.size());
-  for (const std::string& name : names) paths.emplace_back(path_text(directory / name));
-  return paths;
+  std::vector<DirectoryEntry> entries;
+  entries.reserve(names.size());
+  for (const Name& name : names) {
+    entries.push_back({path_text(directory / name.text), name.may_be_link});
+  }
+  return entries;
 }
 
 }  // namespace tessik::detail

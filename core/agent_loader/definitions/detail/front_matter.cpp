@@ -9,14 +9,14 @@ namespace {
 
 const Regex& front_matter_pattern() {
   static const Regex pattern("front-matter", R"(^---\s*\n(.*?)\n---\s*\n(.*))",
-                             {.anchored = true, .dot_all = true});
+                             {.anchored = true, .dot_all = true, .compiled = true});
   return pattern;
 }
 
 // A line "---" + white space + line end, preceded by a line feed: the only
 // thing that can close a front-matter.
 const Regex& closing_line_pattern() {
-  static const Regex pattern("front-matter closing line", R"(\n---\s*\n)");
+  static const Regex pattern("front-matter closing line", R"(\n---\s*\n)", {.compiled = true});
   return pattern;
 }
 

@@ -24,11 +24,12 @@ bool is_safe_path(const std::filesystem::path& file_path, const std::filesystem:
          canonical[base.size()] == '/';
 }
 
-bool is_safe_entry(const std::filesystem::path& entry, const std::filesystem::path& base_dir) {
+bool is_safe_entry(const DirectoryEntry& entry, const std::filesystem::path& base_dir) {
+  if (!entry.may_be_link) return true;
   struct stat info {};
-  if (::lstat(entry.c_str(), &info) != 0) return false;
+  if (::lstat(entry.path.c_str(), &info) != 0) return false;
   if (!S_ISLNK(info.st_mode)) return true;
-  return is_safe_path(entry, base_dir);
+  return is_safe_path(entry.path, base_dir);
 }
 
 }  // namespace tessik::detail

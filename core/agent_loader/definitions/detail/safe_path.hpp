@@ -4,6 +4,8 @@
 
 #include <filesystem>
 
+#include <tessik/agent_loader/definitions/detail/directory_listing.hpp>
+
 namespace tessik {
 namespace detail {
 
@@ -15,9 +17,11 @@ bool is_safe_path(const std::filesystem::path& file_path, const std::filesystem:
 
 // `is_safe_path` for an entry just listed from a directory whose canonical
 // path is `base_dir`. An entry that is not itself a link resolves to
-// `base_dir` plus its name, so one lstat() settles it; a link is resolved
-// whole by `is_safe_path`. An entry that no longer exists is not safe.
-bool is_safe_entry(const std::filesystem::path& entry, const std::filesystem::path& base_dir);
+// `base_dir` plus its name: when the listing already said it is no link,
+// nothing more is asked of the file system; otherwise one lstat() tells, and
+// a link is resolved whole by `is_safe_path`. An entry that may be a link and
+// no longer exists is not safe.
+bool is_safe_entry(const DirectoryEntry& entry, const std::filesystem::path& base_dir);
 
 }  // namespace detail
 }  // namespace tessik

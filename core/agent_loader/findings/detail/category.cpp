@@ -3,6 +3,7 @@
 #include <string>
 #include <string_view>
 
+#include <tessik/foundation/detail/short_lower.hpp>
 #include <tessik/foundation/text.hpp>
 
 namespace tessik::detail {
@@ -10,8 +11,8 @@ namespace tessik::detail {
 std::string normalise_category(std::string_view raw, std::string_view agent_name) {
   // Lower-case first, then trim: the white-space set is unaffected by case
   // mapping, and the inner characters ("code quality") are kept as written.
-  const std::string lowered = lower(raw);
-  const std::string_view normalised = strip(lowered);
+  const ShortLower lowered(raw);
+  const std::string_view normalised = strip(lowered.view());
   if (auto known = KNOWN_CATEGORIES.find(normalised); known != KNOWN_CATEGORIES.end()) {
     return std::string(*known);
   }

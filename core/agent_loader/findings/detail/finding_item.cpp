@@ -14,6 +14,7 @@
 #include <tessik/agent_loader/findings/detail/code_replacement.hpp>
 #include <tessik/agent_loader/findings/detail/finding_item.hpp>
 #include <tessik/diff_parser.hpp>
+#include <tessik/foundation/detail/short_lower.hpp>
 #include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/text.hpp>
 
@@ -121,7 +122,8 @@ std::string severity_of(const Value* word, const Value& severity_default) {
                     std::string(Value::kind_name(word->kind())) +
                     ": it is needed because the finding has no string \"severity\"");
   }
-  return std::string(SEV_MAP.value_or(lower(word->as_string()), "low"));
+  const ShortLower lowered(word->as_string());
+  return std::string(SEV_MAP.value_or(lowered.view(), "low"));
 }
 
 // The number of source lines a code replacement replaces. Only a positive
