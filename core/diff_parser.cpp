@@ -1,5 +1,6 @@
 #include <tessik/diff_parser.hpp>
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -153,6 +154,13 @@ constexpr ConstStringMap kExtensions({
 
 constexpr std::string_view kUnknown = "unknown";
 
+// No file name in kFileNames is longer: a longer name is not looked up.
+constexpr std::size_t kLongestFileName = [] {
+  std::size_t longest = 0;
+  for (const auto& [name, language] : kFileNames) longest = std::max(longest, name.size());
+  return longest;
+}();
+
 }  // namespace
 
 std::string detect_language(const Value& file_path) {
@@ -167,16 +175,18 @@ std::string detect_language(const Value& file_path) {
   const detail::ShortLower lowered(path.substr(start), /*ascii_only=*/true);
   const std::string_view name = lowered.view();
 
-  if (std::string_view language = kFileNames.value_or(name, ""); !language.empty()) {
-    return std::string(language);
+  if (name.size() <= kLongestFileName) {
+    if (const auto known = kFileNames.find(name); known != kFileNames.end()) {
+      return std::string(known->second);
+    }
   }
   // "Dockerfile.dev", "Dockerfile.prod", ...: variants of a Dockerfile.
   if (name.starts_with("dockerfile.")) return "dockerfile";
 
   const std::size_t dot = name.rfind('.');
   if (dot == std::string::npos || dot == 0) return std::string(kUnknown);
-  const std::string_view language = kExtensions.value_or(name.substr(dot + 1), "");
-  return std::string(language.empty() ? kUnknown : language);
+  const auto known = kExtensions.find(name.substr(dot + 1));
+  return std::string(known != kExtensions.end() ? known->second : kUnknown);
 }
 
 }  // namespace tessik

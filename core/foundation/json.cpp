@@ -68,20 +68,20 @@ void store(simdjson::dom::element e, Value& out, std::vector<Frame>& open) {
       return;
     }
     case Type::INT64:
-      out = Value(e.get_int64().value_unsafe());
+      ValueAccess::make_scalar<std::int64_t>(out, e.get_int64().value_unsafe());
       return;
     case Type::UINT64:
       // Only values above the signed range are reported unsigned.
-      out = Value(static_cast<double>(e.get_uint64().value_unsafe()));
+      ValueAccess::make_scalar<double>(out, static_cast<double>(e.get_uint64().value_unsafe()));
       return;
     case Type::DOUBLE:
-      out = Value(e.get_double().value_unsafe());
+      ValueAccess::make_scalar<double>(out, e.get_double().value_unsafe());
       return;
     case Type::STRING:
       ValueAccess::make_string(out, e.get_string().value_unsafe());
       return;
     case Type::BOOL:
-      out = Value(e.get_bool().value_unsafe());
+      ValueAccess::make_scalar<bool>(out, e.get_bool().value_unsafe());
       return;
     case Type::NULL_VALUE:
       return;

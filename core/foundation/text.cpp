@@ -1,6 +1,7 @@
 // White space, code-point counting and cutting, and the text form of paths.
 #include <tessik/foundation/text.hpp>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,14 @@ std::size_t code_point_length(std::string_view s, std::size_t pos) noexcept {
   if (static_cast<unsigned char>(s[pos]) < 0x80) return 1;
   const utf8::Step step = utf8::decode(s, pos);
   return step.valid ? step.length : 1;
+}
+
+// Bit b set for each ASCII white-space byte b: U+0009..U+000D and
+// U+001C..U+0020, the ASCII part of `is_space`.
+constexpr std::uint64_t kAsciiSpaceBits = std::uint64_t{0x1F} << 9 | std::uint64_t{0x1F} << 28;
+
+bool is_ascii_space(unsigned char byte) noexcept {
+  return byte <= 0x20 && ((kAsciiSpaceBits >> byte) & 1) != 0;
 }
 
 }  // namespace
@@ -40,7 +49,7 @@ std::string_view lstrip(std::string_view s) {
   while (pos < s.size()) {
     const auto byte = static_cast<unsigned char>(s[pos]);
     if (byte < 0x80) {
-      if (!is_space(byte)) break;
+      if (!is_ascii_space(byte)) break;
       ++pos;
       continue;
     }
@@ -59,7 +68,7 @@ std::string_view rstrip(std::string_view s) {
   std::size_t start = s.size();
   while (start > 0) {
     const auto byte = static_cast<unsigned char>(s[start - 1]);
-    if (byte < 0x80 && !is_space(byte)) break;
+    if (byte < 0x80 && !is_ascii_space(byte)) break;
     --start;
   }
   // Walks forward from there, since ill-formed UTF-8 cannot be decoded

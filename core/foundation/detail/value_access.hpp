@@ -26,6 +26,11 @@ struct ValueAccess {
   // Each `make_*` turns a null `v` into the given kind and returns the new
   // content. `v` must be null: nothing it held would be freed safely.
   static void make_string(Value& v, std::string_view s) { v.data_.emplace<std::string>(s); }
+  // `T` is bool, std::int64_t or double.
+  template <class T>
+  static void make_scalar(Value& v, T scalar) {
+    v.data_.emplace<T>(scalar);
+  }
   static Value::Sequence& make_sequence(Value& v, std::size_t capacity) {
     Value::Sequence& out = v.data_.emplace<Value::Sequence>();
     out.reserve(capacity);

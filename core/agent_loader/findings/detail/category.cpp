@@ -9,6 +9,11 @@
 namespace tessik::detail {
 
 std::string normalise_category(std::string_view raw, std::string_view agent_name) {
+  // A category written exactly as one of the known ones is lower-case and
+  // has no white space to trim: the usual reply goes no further.
+  if (const auto exact = KNOWN_CATEGORIES.find(raw); exact != KNOWN_CATEGORIES.end()) {
+    return std::string(*exact);
+  }
   // Lower-case first, then trim: the white-space set is unaffected by case
   // mapping, and the inner characters ("code quality") are kept as written.
   const ShortLower lowered(raw);

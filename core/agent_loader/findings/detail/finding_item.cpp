@@ -122,7 +122,13 @@ std::string severity_of(const Value* word, const Value& severity_default) {
                     std::string(Value::kind_name(word->kind())) +
                     ": it is needed because the finding has no string \"severity\"");
   }
-  const ShortLower lowered(word->as_string());
+  const std::string& text = word->as_string();
+  // A word already written as a table key is lower-case, so lowering would
+  // give it back unchanged: the usual reply skips the lowering.
+  if (const auto exact = SEV_MAP.find(text); exact != SEV_MAP.end()) {
+    return std::string(exact->second);
+  }
+  const ShortLower lowered(text);
   return std::string(SEV_MAP.value_or(lowered.view(), "low"));
 }
 
@@ -152,31 +158,30 @@ std::int64_t replacement_line_count(const Value* raw) {
 template <class V>
 std::optional<AIReview> finding_from(const ItemFields<V>& f, std::string_view agent_name,
                                      const Value& severity_default) {
-  std::optional<AIReview> out(std::in_place);
-  AIReview& r = *out;
   // Computed in this order so that, of two bad values, the earlier one is
   // the failure reported. Nothing is moved out of the item before the last
   // conversion that can fail.
-  r.severity = severity_of(f.severity, severity_default);
-  r.line_number = with_context(key_context("line_number"), [&] {
+  std::string severity = severity_of(f.severity, severity_default);
+  const std::int64_t line_number = with_context(key_context("line_number"), [&] {
     return f.line_number != nullptr ? to_int(*f.line_number) : 0;
   });
-  r.confidence = with_context(key_context("confidence"), [&] {
+  const double confidence = with_context(key_context("confidence"), [&] {
     return f.confidence != nullptr ? to_float(*f.confidence) : 0.7;
   });
-  r.category = normalise_category(f.category != nullptr && f.category->is_string()
-                                      ? std::string_view(f.category->as_string())
-                                      : std::string_view(),
-                                  agent_name);
-  r.code_replacement = code_lines(f.code_replacement);
-  r.replacement_line_count =
-      r.code_replacement ? replacement_line_count(f.replacement_line_count) : 1;
-  r.file_path = stored(f.file_path, "unknown");
-  r.language = detect_language(r.file_path);
-  r.issue = stored(f.issue, "");
-  r.suggestion = stored(f.suggestion, "");
-  r.agent_name = agent_name;
-  return out;
+  std::string category = normalise_category(f.category != nullptr && f.category->is_string()
+                                                ? std::string_view(f.category->as_string())
+                                                : std::string_view(),
+                                            agent_name);
+  std::optional<std::vector<std::string>> code = code_lines(f.code_replacement);
+  const std::int64_t line_count = code ? replacement_line_count(f.replacement_line_count) : 1;
+  Value file_path = stored(f.file_path, "unknown");
+  std::string language = detect_language(file_path);
+  // Every member is constructed once, in place, in the order AIReview
+  // declares them.
+  return std::optional<AIReview>(std::in_place, std::move(file_path), line_number,
+                                 std::move(severity), stored(f.issue, ""), stored(f.suggestion, ""),
+                                 confidence, std::move(category), std::string(agent_name),
+                                 std::move(code), line_count, std::move(language));
 }
 
 }  // namespace
