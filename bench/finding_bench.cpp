@@ -22,11 +22,11 @@ void BM_ParseFindingItems(benchmark::State& state) {
     std::vector<tessik::AIReview> reviews;
     reviews.reserve(items.size());
     // As the analysis does: the parsed reply is its own, so every finding
-    // takes its item's texts instead of copying them.
+    // takes its item's texts instead of copying them, and is constructed in
+    // the verdict's list.
+    const tessik::Value severity_default("minor");
     for (tessik::Value& item : items) {
-      if (auto r = tessik::detail::parse_finding_item(std::move(item), "wynn")) {
-        reviews.push_back(std::move(*r));
-      }
+      tessik::detail::append_finding_item(std::move(item), "wynn", severity_default, reviews);
     }
     benchmark::DoNotOptimize(reviews);
   }

@@ -1,5 +1,7 @@
 #include <tessik/diff_parser.hpp>
 
+#include <string.h>
+
 #include <algorithm>
 #include <string>
 #include <string_view>
@@ -167,8 +169,11 @@ std::string detect_language(const Value& file_path) {
   if (!file_path.is_string()) return std::string(kUnknown);
   const std::string_view path = file_path.as_string();
   // The name after the last slash or backslash.
-  std::size_t start = path.size();
-  while (start > 0 && path[start - 1] != '/' && path[start - 1] != '\\') --start;
+  const auto after_last = [path](char separator) -> std::size_t {
+    const void* found = ::memrchr(path.data(), separator, path.size());
+    return found != nullptr ? static_cast<const char*>(found) - path.data() + 1 : 0;
+  };
+  const std::size_t start = std::max(after_last('/'), after_last('\\'));
   // File names and extensions in the tables are ASCII, so ASCII case
   // folding is all a comparison needs; other bytes pass unchanged and simply
   // match nothing.

@@ -255,12 +255,20 @@ TEST(ParseFindingItem, AnItemGivenAwayGivesTheSameFinding) {
       Value::Mapping{{"issues", "x"}, {"Issue", "y"}, {"file_pat", "z"}, {5, "w"}},
       Value::Mapping{{"file_path", Value()}, {"code_replacement", Value::Sequence{1}}},
   };
+  std::vector<AIReview> appended;
   for (const Value& item : items) {
     const Value kept = item;
     const std::optional<AIReview> read = parse_finding_item(item, "hesper");
     EXPECT_EQ(item, kept) << "a read item is left as it was";
     EXPECT_EQ(parse_finding_item(Value(item), "hesper"), read) << item;
+    ASSERT_TRUE(detail::append_finding_item(Value(item), "hesper", Value("minor"), appended));
+    EXPECT_EQ(appended.back(), *read) << item;
   }
+  EXPECT_FALSE(detail::append_finding_item(Value("text"), "hesper", Value("minor"), appended));
+  EXPECT_THROW(detail::append_finding_item(item_with("line_number", "seven"), "hesper",
+                                           Value("minor"), appended),
+               InvalidValueError);
+  EXPECT_EQ(appended.size(), std::size(items)) << "a skipped or failing item adds nothing";
   const std::optional<AIReview> f = parse_finding_item(items[0], "hesper");
   ASSERT_TRUE(f);
   EXPECT_EQ(f->language, "python");

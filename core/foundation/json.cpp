@@ -38,13 +38,17 @@ struct Frame {
   std::uint64_t keys;
 };
 
-// One of 64 bits for a key, from its length and first and last bytes:
-// different keys of one object rarely share it.
+// One of 64 bits for a key, from its length and its first, middle and last
+// bytes mixed by one multiplication: the keys of one object rarely share it
+// (those of a finding and of a reply never do).
 std::uint64_t key_bit(std::string_view key) noexcept {
-  if (key.empty()) return 1;
-  const auto first = static_cast<unsigned char>(key.front());
-  const auto last = static_cast<unsigned char>(key.back());
-  return std::uint64_t{1} << ((key.size() * 7 + first * 3 + last) & 63);
+  std::uint64_t h = key.size();
+  if (!key.empty()) {
+    h |= std::uint64_t{static_cast<unsigned char>(key.front())} << 8 |
+         std::uint64_t{static_cast<unsigned char>(key[key.size() / 2])} << 16 |
+         std::uint64_t{static_cast<unsigned char>(key.back())} << 24;
+  }
+  return std::uint64_t{1} << ((h * 0x9E3779B97F4A7C15ULL) >> 31 & 63);
 }
 
 // Stores the element `e` in `out`, which is null. A scalar is stored whole;

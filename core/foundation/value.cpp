@@ -356,39 +356,6 @@ void Value::throw_kind(Kind wanted) const {
                   std::string(kind_name(kind())));
 }
 
-bool Value::as_bool() const {
-  if (const bool* b = std::get_if<bool>(&data_)) return *b;
-  throw_kind(Kind::boolean);
-}
-std::int64_t Value::as_int() const {
-  if (const auto* i = std::get_if<std::int64_t>(&data_)) return *i;
-  throw_kind(Kind::integer);
-}
-double Value::as_float() const {
-  if (const double* d = std::get_if<double>(&data_)) return *d;
-  throw_kind(Kind::floating);
-}
-const std::string& Value::as_string() const {
-  if (const auto* s = std::get_if<std::string>(&data_)) return *s;
-  throw_kind(Kind::string);
-}
-const Value::Sequence& Value::as_sequence() const {
-  if (const auto* s = std::get_if<Sequence>(&data_)) return *s;
-  throw_kind(Kind::sequence);
-}
-Value::Sequence& Value::as_sequence() {
-  if (auto* s = std::get_if<Sequence>(&data_)) return *s;
-  throw_kind(Kind::sequence);
-}
-const Value::Mapping& Value::as_mapping() const {
-  if (const auto* m = std::get_if<Mapping>(&data_)) return *m;
-  throw_kind(Kind::mapping);
-}
-Value::Mapping& Value::as_mapping() {
-  if (auto* m = std::get_if<Mapping>(&data_)) return *m;
-  throw_kind(Kind::mapping);
-}
-
 bool Value::truthy() const noexcept {
   switch (kind()) {
     case Kind::null:

@@ -158,14 +158,14 @@ class Value {
   bool is_mapping() const noexcept { return kind() == Kind::mapping; }
 
   // Each accessor throws TypeError when the value is of another kind.
-  bool as_bool() const;
-  std::int64_t as_int() const;
-  double as_float() const;
-  const std::string& as_string() const;
-  const Sequence& as_sequence() const;
-  Sequence& as_sequence();
-  const Mapping& as_mapping() const;
-  Mapping& as_mapping();
+  bool as_bool() const { return get<bool>(Kind::boolean); }
+  std::int64_t as_int() const { return get<std::int64_t>(Kind::integer); }
+  double as_float() const { return get<double>(Kind::floating); }
+  const std::string& as_string() const { return get<std::string>(Kind::string); }
+  const Sequence& as_sequence() const { return get<Sequence>(Kind::sequence); }
+  Sequence& as_sequence() { return get<Sequence>(Kind::sequence); }
+  const Mapping& as_mapping() const { return get<Mapping>(Kind::mapping); }
+  Mapping& as_mapping() { return get<Mapping>(Kind::mapping); }
 
   // The truth value: false, null, 0, 0.0, "", an empty sequence and an empty
   // mapping are false; everything else is true.
@@ -190,6 +190,18 @@ class Value {
   }
   [[noreturn]] static void throw_unsigned_overflow();
   [[noreturn]] void throw_kind(Kind wanted) const;
+  // The content as a `T`, which is the kind `kind`; throws TypeError for
+  // another kind.
+  template <class T>
+  const T& get(Kind kind) const {
+    if (const T* content = std::get_if<T>(&data_)) return *content;
+    throw_kind(kind);
+  }
+  template <class T>
+  T& get(Kind kind) {
+    if (T* content = std::get_if<T>(&data_)) return *content;
+    throw_kind(kind);
+  }
   bool has_nested_containers() const noexcept;
   friend struct ValueAccess;
   void copy_from(const Value& other);

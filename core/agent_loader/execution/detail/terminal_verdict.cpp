@@ -101,10 +101,7 @@ AgentVerdict build_findings_verdict(Value payload, const AgentDefinition& defini
         Value& item = sequence[index];
         log_item_position(item, index, definition.name);
         // The payload is ours: the finding takes the item's texts.
-        if (std::optional<AIReview> parsed =
-                parse_finding_item(std::move(item), definition.name, definition.severity_default)) {
-          reviews.push_back(std::move(*parsed));
-        }
+        append_finding_item(std::move(item), definition.name, definition.severity_default, reviews);
       }
     }
   }

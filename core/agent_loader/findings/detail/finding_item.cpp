@@ -154,10 +154,12 @@ std::int64_t replacement_line_count(const Value* raw) {
   return 1;
 }
 
-// The finding of the item whose fields are `f`, built in its final place.
-template <class V>
-std::optional<AIReview> finding_from(const ItemFields<V>& f, std::string_view agent_name,
-                                     const Value& severity_default) {
+// The finding of the item whose fields are `f`: `emit` is given AIReview's
+// members, in the order AIReview declares them, to construct it in its final
+// place, once.
+template <class V, class Emit>
+auto finding_from(const ItemFields<V>& f, std::string_view agent_name,
+                  const Value& severity_default, Emit&& emit) {
   // Computed in this order so that, of two bad values, the earlier one is
   // the failure reported. Nothing is moved out of the item before the last
   // conversion that can fail.
@@ -176,26 +178,38 @@ std::optional<AIReview> finding_from(const ItemFields<V>& f, std::string_view ag
   const std::int64_t line_count = code ? replacement_line_count(f.replacement_line_count) : 1;
   Value file_path = stored(f.file_path, "unknown");
   std::string language = detect_language(file_path);
-  // Every member is constructed once, in place, in the order AIReview
-  // declares them.
-  return std::optional<AIReview>(std::in_place, std::move(file_path), line_number,
-                                 std::move(severity), stored(f.issue, ""), stored(f.suggestion, ""),
-                                 confidence, std::move(category), std::string(agent_name),
-                                 std::move(code), line_count, std::move(language));
+  return emit(std::move(file_path), line_number, std::move(severity), stored(f.issue, ""),
+              stored(f.suggestion, ""), confidence, std::move(category), std::string(agent_name),
+              std::move(code), line_count, std::move(language));
 }
+
+// Constructs the finding as the value of an optional.
+constexpr auto kAsOptional = [](auto&&... members) {
+  return std::optional<AIReview>(std::in_place, std::forward<decltype(members)>(members)...);
+};
 
 }  // namespace
 
 std::optional<AIReview> parse_finding_item(const Value& item, std::string_view agent_name,
                                            const Value& severity_default) {
   if (!item.is_mapping()) return std::nullopt;
-  return finding_from(gather(item.as_mapping()), agent_name, severity_default);
+  return finding_from(gather(item.as_mapping()), agent_name, severity_default, kAsOptional);
 }
 
 std::optional<AIReview> parse_finding_item(Value&& item, std::string_view agent_name,
                                            const Value& severity_default) {
   if (!item.is_mapping()) return std::nullopt;
-  return finding_from(owned(gather(item.as_mapping())), agent_name, severity_default);
+  return finding_from(owned(gather(item.as_mapping())), agent_name, severity_default, kAsOptional);
+}
+
+bool append_finding_item(Value&& item, std::string_view agent_name, const Value& severity_default,
+                         std::vector<AIReview>& findings) {
+  if (!item.is_mapping()) return false;
+  finding_from(owned(gather(item.as_mapping())), agent_name, severity_default,
+               [&findings](auto&&... members) {
+                 findings.emplace_back(std::forward<decltype(members)>(members)...);
+               });
+  return true;
 }
 
 }  // namespace tessik::detail

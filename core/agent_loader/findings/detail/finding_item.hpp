@@ -24,6 +24,7 @@
 
 #include <optional>
 #include <string_view>
+#include <vector>
 
 #include <tessik/foundation/detail/const_table.hpp>
 #include <tessik/foundation/value.hpp>
@@ -92,6 +93,14 @@ std::optional<AIReview> parse_finding_item(const Value& item, std::string_view a
 // values are unspecified.
 std::optional<AIReview> parse_finding_item(Value&& item, std::string_view agent_name,
                                            const Value& severity_default = Value("minor"));
+
+// The same again, with the finding constructed at the end of `findings`
+// rather than returned: a verdict's list is filled without moving each
+// finding into it. Returns false, and leaves `findings` as it was, when
+// `item` is not a mapping; throws as `parse_finding_item` does, also leaving
+// `findings` as it was.
+bool append_finding_item(Value&& item, std::string_view agent_name, const Value& severity_default,
+                         std::vector<AIReview>& findings);
 
 }  // namespace detail
 }  // namespace tessik
