@@ -1,8 +1,7 @@
 #include <tessik/diff_parser.hpp>
 
-#include <string.h>
-
 #include <algorithm>
+#include <cstring>
 #include <string>
 #include <string_view>
 

@@ -154,12 +154,11 @@ std::int64_t replacement_line_count(const Value* raw) {
   return 1;
 }
 
-// The finding of the item whose fields are `f`: `emit` is given AIReview's
-// members, in the order AIReview declares them, to construct it in its final
-// place, once.
-template <class V, class Emit>
-auto finding_from(const ItemFields<V>& f, std::string_view agent_name,
-                  const Value& severity_default, Emit&& emit) {
+// The finding of the item whose fields are `f`, each member constructed
+// once, in place.
+template <class V>
+AIReview finding_from(const ItemFields<V>& f, std::string_view agent_name,
+                      const Value& severity_default) {
   // Computed in this order so that, of two bad values, the earlier one is
   // the failure reported. Nothing is moved out of the item before the last
   // conversion that can fail.
@@ -178,37 +177,37 @@ auto finding_from(const ItemFields<V>& f, std::string_view agent_name,
   const std::int64_t line_count = code ? replacement_line_count(f.replacement_line_count) : 1;
   Value file_path = stored(f.file_path, "unknown");
   std::string language = detect_language(file_path);
-  return emit(std::move(file_path), line_number, std::move(severity), stored(f.issue, ""),
-              stored(f.suggestion, ""), confidence, std::move(category), std::string(agent_name),
-              std::move(code), line_count, std::move(language));
+  return AIReview{.file_path = std::move(file_path),
+                  .line_number = line_number,
+                  .severity = std::move(severity),
+                  .issue = stored(f.issue, ""),
+                  .suggestion = stored(f.suggestion, ""),
+                  .confidence = confidence,
+                  .category = std::move(category),
+                  .agent_name = std::string(agent_name),
+                  .code_replacement = std::move(code),
+                  .replacement_line_count = line_count,
+                  .language = std::move(language)};
 }
-
-// Constructs the finding as the value of an optional.
-constexpr auto kAsOptional = [](auto&&... members) {
-  return std::optional<AIReview>(std::in_place, std::forward<decltype(members)>(members)...);
-};
 
 }  // namespace
 
 std::optional<AIReview> parse_finding_item(const Value& item, std::string_view agent_name,
                                            const Value& severity_default) {
   if (!item.is_mapping()) return std::nullopt;
-  return finding_from(gather(item.as_mapping()), agent_name, severity_default, kAsOptional);
+  return finding_from(gather(item.as_mapping()), agent_name, severity_default);
 }
 
 std::optional<AIReview> parse_finding_item(Value&& item, std::string_view agent_name,
                                            const Value& severity_default) {
   if (!item.is_mapping()) return std::nullopt;
-  return finding_from(owned(gather(item.as_mapping())), agent_name, severity_default, kAsOptional);
+  return finding_from(owned(gather(item.as_mapping())), agent_name, severity_default);
 }
 
 bool append_finding_item(Value&& item, std::string_view agent_name, const Value& severity_default,
                          std::vector<AIReview>& findings) {
   if (!item.is_mapping()) return false;
-  finding_from(owned(gather(item.as_mapping())), agent_name, severity_default,
-               [&findings](auto&&... members) {
-                 findings.emplace_back(std::forward<decltype(members)>(members)...);
-               });
+  findings.push_back(finding_from(owned(gather(item.as_mapping())), agent_name, severity_default));
   return true;
 }
 
