@@ -12,6 +12,7 @@
 #include <vector>
 
 #include <tessik/foundation/detail/json_sax.hpp>
+#include <tessik/foundation/detail/short_key_hash.hpp>
 #include <tessik/foundation/detail/tree_writer.hpp>
 #include <tessik/foundation/detail/value_access.hpp>
 #include <tessik/foundation/errors.hpp>
@@ -38,17 +39,10 @@ struct Frame {
   std::uint64_t keys;
 };
 
-// One of 64 bits for a key, from its length and its first, middle and last
-// bytes mixed by one multiplication: the keys of one object rarely share it
-// (those of a finding and of a reply never do).
+// One of 64 bits for a key: the keys of one object rarely share it (those of
+// a finding and of a reply never do).
 std::uint64_t key_bit(std::string_view key) noexcept {
-  std::uint64_t h = key.size();
-  if (!key.empty()) {
-    h |= std::uint64_t{static_cast<unsigned char>(key.front())} << 8 |
-         std::uint64_t{static_cast<unsigned char>(key[key.size() / 2])} << 16 |
-         std::uint64_t{static_cast<unsigned char>(key.back())} << 24;
-  }
-  return std::uint64_t{1} << ((h * 0x9E3779B97F4A7C15ULL) >> 31 & 63);
+  return std::uint64_t{1} << (detail::short_key_hash(key) >> 31 & 63);
 }
 
 // Stores the element `e` in `out`, which is null. A scalar is stored whole;

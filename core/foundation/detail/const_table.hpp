@@ -34,6 +34,8 @@
 #include <type_traits>
 #include <utility>
 
+#include <tessik/foundation/detail/short_key_hash.hpp>
+
 namespace tessik::detail {
 
 // `Entry` is std::string_view (a set) or std::pair<std::string_view, V> (a
@@ -73,7 +75,7 @@ class ConstTable {
       const Slot at = slots_[slot];
       if (at == 0) return end();
       const std::string_view candidate = key_of(entries_[at - 1]);
-      if (candidate.size() == key.size() && candidate == key) return entries_ + (at - 1);
+      if (candidate == key) return entries_ + (at - 1);
     }
   }
   constexpr bool contains(std::string_view key) const noexcept { return find(key) != end(); }
@@ -102,20 +104,10 @@ class ConstTable {
   static_assert(N < 0x7FFF, "a constant table holds fewer than 32767 entries");
   static constexpr std::size_t kSlots = std::bit_ceil(2 * N + 2);
 
-  // The length and three bytes of the key (first, middle, last), mixed by
-  // one multiplication: a handful of instructions whatever the key's length,
-  // and enough to tell apart the short words these tables hold. Only the
-  // library's own keys fill slots, so whatever key a lookup is given, it
-  // walks one probe chain of the table's own making.
+  // Only the library's own keys fill slots, so whatever key a lookup is
+  // given, it walks one probe chain of the table's own making.
   static constexpr std::size_t hash(std::string_view key) noexcept {
-    std::uint64_t h = key.size();
-    if (!key.empty()) {
-      h |= std::uint64_t{static_cast<unsigned char>(key.front())} << 8 |
-           std::uint64_t{static_cast<unsigned char>(key[key.size() / 2])} << 16 |
-           std::uint64_t{static_cast<unsigned char>(key.back())} << 24;
-    }
-    h *= 0x9E3779B97F4A7C15ULL;
-    return static_cast<std::size_t>(h >> 40);
+    return static_cast<std::size_t>(short_key_hash(key) >> 40);
   }
 
   static constexpr std::string_view key_of(const Entry& entry) noexcept {

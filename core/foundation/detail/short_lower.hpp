@@ -27,12 +27,14 @@ class ShortLower {
   static constexpr std::size_t kBufferBytes = 32;
 
   explicit ShortLower(std::string_view text, bool ascii_only = false) {
+    const auto lowered = [](char c) {
+      return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+    };
     if (text.size() <= kBufferBytes) {
       std::size_t i = 0;
       for (; i < text.size(); ++i) {
-        const char c = text[i];
-        if (static_cast<unsigned char>(c) >= 0x80 && !ascii_only) break;
-        buffer_[i] = c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c;
+        if (static_cast<unsigned char>(text[i]) >= 0x80 && !ascii_only) break;
+        buffer_[i] = lowered(text[i]);
       }
       if (i == text.size()) {
         view_ = std::string_view(buffer_, text.size());
@@ -41,9 +43,7 @@ class ShortLower {
     }
     if (ascii_only) {
       spill_.assign(text);
-      for (char& c : spill_) {
-        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c + ('a' - 'A'));
-      }
+      for (char& c : spill_) c = lowered(c);
     } else {
       spill_ = lower(text);
     }

@@ -95,9 +95,9 @@ std::optional<AIReview> parse_finding_item(Value&& item, std::string_view agent_
                                            const Value& severity_default = Value("minor"));
 
 // The same again, with the finding added at the end of `findings` rather
-// than returned in an optional, as a verdict's list is filled. Returns false, and leaves `findings` as it was, when
-// `item` is not a mapping; throws as `parse_finding_item` does, also leaving
-// `findings` as it was.
+// than returned in an optional, as a verdict's list is filled. Returns
+// false, and leaves `findings` as it was, when `item` is not a mapping;
+// throws as `parse_finding_item` does, also leaving `findings` as it was.
 bool append_finding_item(Value&& item, std::string_view agent_name, const Value& severity_default,
                          std::vector<AIReview>& findings);
 
