@@ -18,7 +18,7 @@
 #include <string>
 #include <vector>
 
-#include "cli.hpp"
+#include "cli/cli.hpp"
 #include "clients/client_fixtures.hpp"
 
 namespace tessik {

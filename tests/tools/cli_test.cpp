@@ -1,6 +1,6 @@
 // The command-line tool through its entry point, plus the built binary as a
 // process for what only a process shows (standard input, the exit status).
-#include "cli.hpp"
+#include "cli/cli.hpp"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>

@@ -1,4 +1,4 @@
-#include "diff_split.hpp"
+#include "change/diff_split.hpp"
 
 #include <gtest/gtest.h>
 

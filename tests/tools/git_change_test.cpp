@@ -1,13 +1,13 @@
 // The change `review --git` reviews: produced by libgit2, it must split into
 // the same files as the `git diff` command's own output, byte for byte.
-#include "git/git_change.hpp"
+#include "change/git/git_change.hpp"
 
 #include <gtest/gtest.h>
 
 #include <tessik/foundation/errors.hpp>
 
-#include "diff_split.hpp"
-#include "git/git_handles.hpp"
+#include "change/diff_split.hpp"
+#include "change/git/git_handles.hpp"
 #include "git_repo.hpp"
 
 namespace tessik::cli {

@@ -1,12 +1,12 @@
 // Which model a live review uses: flags over environment over defaults, and
 // the usage errors that name what is missing or wrong.
-#include "model_settings.hpp"
+#include "model/model_settings.hpp"
 
 #include <gtest/gtest.h>
 
 #include <map>
 
-#include "cli_args.hpp"
+#include "cli/cli_args.hpp"
 
 namespace tessik::cli {
 namespace {

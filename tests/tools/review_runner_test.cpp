@@ -1,5 +1,5 @@
 // The concurrent review runner and the recordings a live review writes.
-#include "review_runner.hpp"
+#include "run/review_runner.hpp"
 
 #include <gtest/gtest.h>
 
@@ -11,8 +11,8 @@
 #include <tessik/foundation/errors.hpp>
 
 #include "fake_client.hpp"
-#include "recording_client.hpp"
-#include "replay_client.hpp"
+#include "model/recording_client.hpp"
+#include "model/replay_client.hpp"
 #include "temp_dir.hpp"
 
 namespace tessik::cli {

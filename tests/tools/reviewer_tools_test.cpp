@@ -11,7 +11,7 @@
 
 #include <tessik/foundation/limits.hpp>
 
-#include "git/git_change.hpp"
+#include "change/git/git_change.hpp"
 #include "git_repo.hpp"
 #include "reviewer_tools/confined_tool.hpp"
 #include "reviewer_tools/find_code.hpp"

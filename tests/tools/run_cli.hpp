@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "cli.hpp"
+#include "cli/cli.hpp"
 
 namespace tessik::testing {
 

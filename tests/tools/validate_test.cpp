@@ -12,7 +12,7 @@
 
 #include <tessik/foundation/json.hpp>
 
-#include "cli.hpp"
+#include "cli/cli.hpp"
 #include "lint/check.hpp"
 #include "lint/definition_source.hpp"
 #include "run_cli.hpp"

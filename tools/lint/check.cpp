@@ -8,7 +8,7 @@
 #include <tessik/agent_loader/definitions/parsers.hpp>
 #include <tessik/foundation/text.hpp>
 
-#include "failure.hpp"
+#include "cli/failure.hpp"
 #include "lint/definition_lints.hpp"
 #include "lint/definition_source.hpp"
 #include "lint/refusal.hpp"

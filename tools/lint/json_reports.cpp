@@ -4,7 +4,7 @@
 #include <tessik/foundation/json.hpp>
 
 #include "lint/reports.hpp"
-#include "render.hpp"
+#include "report/render.hpp"
 
 namespace tessik::lint {
 namespace {

@@ -8,7 +8,7 @@
 #include <mutex>
 #include <string>
 
-#include "git/git_handles.hpp"
+#include "change/git/git_handles.hpp"
 #include "reviewer_tools/source_tree.hpp"
 
 namespace tessik::cli {

@@ -27,7 +27,7 @@
 #include <string_view>
 #include <vector>
 
-#include "git/git_change.hpp"
+#include "change/git/git_change.hpp"
 #include "reviewer_tools/tool_path.hpp"
 
 namespace tessik::cli {

@@ -1,0 +1,217 @@
+// tessik-agents review: runs every agent over a change, against a model or
+// with recorded replies.
+#include <cerrno>
+#include <charconv>
+#include <chrono>
+#include <filesystem>
+#include <ostream>
+
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/json.hpp>
+
+#include "run/agent_set.hpp"
+#include "cli/commands.hpp"
+#include "model/live_client.hpp"
+#include "model/recording_client.hpp"
+#include "model/replay_client.hpp"
+#include "report/review_report.hpp"
+#include "run/review_runner.hpp"
+#include "change/review_source.hpp"
+#include "reviewer_tools/reviewer_tools.hpp"
+
+namespace tessik::cli {
+namespace {
+
+// The value of a counting option (--jobs, --max-tokens), from `min` up.
+std::optional<std::int64_t> count_option(const ParsedArgs& args, const std::string& name,
+                                         std::int64_t min) {
+  const std::optional<std::string> text = args.value(name);
+  if (!text) return std::nullopt;
+  std::int64_t n = 0;
+  const auto [end, ec] = std::from_chars(text->data(), text->data() + text->size(), n);
+  if (ec != std::errc{} || end != text->data() + text->size() || n < min) {
+    throw UsageError("--" + name + " must be a whole number of " + std::to_string(min) +
+                     " or more, not '" + *text + "'");
+  }
+  return n;
+}
+
+std::optional<double> seconds_option(const ParsedArgs& args, const std::string& name) {
+  const std::optional<std::string> text = args.value(name);
+  if (!text) return std::nullopt;
+  double s = 0;
+  const auto [end, ec] = std::from_chars(text->data(), text->data() + text->size(), s);
+  if (ec != std::errc{} || end != text->data() + text->size()) {
+    throw UsageError("--" + name + " must be a number of seconds, not '" + *text + "'");
+  }
+  return s;
+}
+
+ModelFlags model_flags(const ParsedArgs& args) {
+  return {.provider = args.value("provider"),
+          .endpoint = args.value("endpoint"),
+          .model = args.value("model"),
+          .api_key_env = args.value("api-key-env"),
+          .max_tokens = count_option(args, "max-tokens", 1),
+          .timeout_seconds = seconds_option(args, "timeout")};
+}
+
+// The client the agents share: the replay of --replies, or the live model.
+struct ReviewClient {
+  std::shared_ptr<AIClient> client;
+  std::optional<LiveClient> live{};
+  std::optional<ModelSettings> settings{};
+  std::shared_ptr<RecordingClient> recorder{};
+};
+
+ReviewClient review_client(const ParsedArgs& args) {
+  const ModelFlags flags = model_flags(args);
+  const std::optional<std::string> replies = args.value("replies");
+  ReviewClient c;
+  if (replies) {
+    if (flags.model)
+      throw UsageError("--replies and --model name two sources of replies: give one");
+    if (!std::filesystem::is_directory(*replies)) {
+      throw FileSystemError(
+          "cannot read recorded replies from " + *replies + ": it is not a directory",
+          std::filesystem::exists(*replies) ? ENOTDIR : ENOENT);
+    }
+    c.client = std::make_shared<ReplayClient>(*replies);
+  } else {
+    c.settings = resolve_model_settings(flags, process_environment);
+    clients::TransportOptions transport;
+    if (const std::optional<std::int64_t> retries = count_option(args, "retries", 0)) {
+      if (*retries > 10) throw UsageError("--retries must be at most 10");
+      transport.max_attempts = static_cast<int>(*retries) + 1;
+    }
+    c.live = make_live_client(*c.settings, process_environment, transport,
+                              args.flag("constrain-replies"));
+    c.client = c.live->client;
+  }
+  const std::optional<std::string> record = args.value("record");
+  if (c.live || record) {
+    c.recorder = std::make_shared<RecordingClient>(c.client, record);
+    c.client = c.recorder;
+  }
+  return c;
+}
+
+Tokens tokens_of(const clients::TokenUsage& u) {
+  return {.input = u.input_tokens,
+          .output = u.output_tokens,
+          .cache_write = u.cache_write_tokens,
+          .cache_read = u.cache_read_tokens};
+}
+
+RunCost run_cost(const ReviewClient& c, const std::vector<AgentOutcome>& outcomes,
+                 double wall_seconds) {
+  RunCost cost{.model = c.settings->model, .wall_seconds = wall_seconds};
+  const std::map<std::string, clients::TokenUsage> usage = c.live->usage();
+  clients::TokenUsage total;
+  for (const auto& [agent, u] : usage) total += u;
+  cost.total = tokens_of(total);
+  for (const AgentOutcome& o : outcomes) {
+    const auto it = usage.find(o.agent);
+    cost.agents[o.agent] = {.iterations = c.recorder->iterations(o.agent).value_or(0),
+                            .seconds = o.elapsed.count(),
+                            .tokens = it == usage.end() ? Tokens{} : tokens_of(it->second)};
+  }
+  return cost;
+}
+
+ReviewerTools review_tools(const ParsedArgs& args, const ReviewSource& source,
+                           const std::shared_ptr<FirstAnswer>& signal) {
+  if (!args.flag("tools")) return {};
+  return notifying_tools(make_reviewer_tools(review_tree(source, args)), signal);
+}
+
+int run_review(const ParsedArgs& args, const Io& io) {
+  check_source_flags(args);
+  const std::optional<std::int64_t> jobs = count_option(args, "jobs", 1);
+  const ReviewClient client = review_client(args);
+  const ReviewSource source = read_review_source(args, io.in);
+  if (source.changes.empty()) {
+    io.out << "Nothing to review: " << source.described << " has no changes.\n";
+    return EXIT_OK;
+  }
+  const std::optional<SharedAnalysisResult> shared = read_shared(args);
+  const auto signal = std::make_shared<FirstAnswer>();
+  const AgentSet set =
+      load_agent_set(args, client.client, review_tools(args, source, signal),
+                     client.settings ? client.settings->max_tokens : DEFAULT_MAX_TOKENS);
+  for (const std::string& w : set.warnings)
+    io.err << "tessik-agents review: warning: " << w << '\n';
+
+  ReviewReport report{.files = source.changes.size(), .warnings = set.warnings};
+  const auto start = std::chrono::steady_clock::now();
+  {
+    // The analysis log repeats what the verdicts show; keep it off stderr.
+    ScopedLogCapture quiet_agent(Log::agent, LogLevel::warning);
+    ScopedLogCapture quiet_position(Log::position, LogLevel::warning);
+    report.outcomes = run_agents(set.agents, source.changes, shared ? &*shared : nullptr,
+                                 {.jobs = static_cast<std::size_t>(jobs.value_or(0)),
+                                  .cache_warmup = !args.flag("no-cache-warmup"),
+                                  .first_answer = signal});
+  }
+  const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
+  if (client.live) report.cost = run_cost(client, report.outcomes, wall.count());
+
+  if (args.flag("json")) {
+    io.out << to_json(report_value(report), 2) << '\n';
+  } else if (const std::optional<std::string> failure = common_failure(report)) {
+    // Every agent failed alike (a server that is down, a refused key): once.
+    io.err << "tessik-agents review: every agent failed: " << *failure << '\n';
+  } else {
+    print_report(io.out, report, args.flag("verbose"));
+  }
+  return any_error(report) ? EXIT_FAILED : EXIT_OK;
+}
+
+std::vector<OptionSyntax> review_options() {
+  return {
+      {"diff", true, "FILE", "the change as a unified diff (git diff); - reads stdin"},
+      {"git", true, "RANGE",
+       "the change from git: the uncommitted changes, or RANGE (A..B, A...B, a commit)", false,
+       true},
+      {"repo", true, "DIR", "the git repository of --git and --tools (default: .)"},
+      {"replies", true, "DIR",
+       "recorded replies: DIR/<agent>.json, optional DIR/<agent>.meta.json"},
+      {"provider", true, "NAME", "messages or openai (default: $TESSIK_PROVIDER, else messages)"},
+      {"endpoint", true, "URL",
+       "base URL of the model server (default: $TESSIK_ENDPOINT, else the hosted API)"},
+      {"model", true, "NAME", "the model to review with (default: $TESSIK_MODEL)"},
+      {"api-key-env", true, "VAR",
+       "the variable holding the key (default: ANTHROPIC_API_KEY or OPENAI_API_KEY)"},
+      {"max-tokens", true, "N", "token budget of each agent's reply (default: 8192)"},
+      {"timeout", true, "SECONDS", "time allowed for one model request (default: 600)"},
+      {"retries", true, "N", "retries of a request the server failed or throttled (default: 3)"},
+      {"tools", false, "", "give every agent the read_file, read_lines and find_code tools"},
+      {"constrain-replies", false, "",
+       "hold replies without tools to the verdict shapes too (for small local models)"},
+      {"jobs", true, "N", "agents analysing at once (default: all)"},
+      {"no-cache-warmup", false, "", "send every agent's request at once"},
+      {"record", true, "DIR", "write each agent's reply where --replies reads it"},
+      {"verbose", false, "", "show each agent's iterations, time and tokens"},
+      shared_option(),
+      builtin_option(),
+      custom_option(),
+      json_option()};
+}
+
+}  // namespace
+
+Command review_command() {
+  return {{.name = "review",
+           .summary = "review a change with every agent, live or from recorded replies",
+           .options = review_options(),
+           .description =
+               "Every agent 'list' shows runs its whole analysis: the request is assembled,\n"
+               "the model (or the reply recorded for the agent) answers, and the answer\n"
+               "becomes a verdict. Without --replies, a model is needed: --model or\n"
+               "TESSIK_MODEL. The first agent's request goes out alone so that the\n"
+               "provider caches the change for the others (--no-cache-warmup: all at once).\n"
+               "Exit status 1 when any agent yields an error verdict or fails."},
+          run_review};
+}
+
+}  // namespace tessik::cli

@@ -1,0 +1,62 @@
+// A client wrapper that passes every call through to the live client and
+// keeps what each agent's call returned: for the cost report, and, when
+// given a directory, as a recording that `review --replies DIR` replays.
+//
+//   auto live = std::make_shared<RecordingClient>(client, "recordings/");
+//   ... agents run against `live` ...
+//   live->iterations("hesper");   // tool-use iterations the call reported
+//
+// A recording is the replay format (replay_client.hpp): DIR/<agent>.json
+// holds the reply text exactly as the model wrote it, DIR/<agent>.meta.json
+// the completion facts the client reported (keys absent when not reported).
+// The directory is created when missing. A failed call records nothing.
+//
+// The wrapper reports the wrapped client's type name and tool support, so
+// call sites and dispatch are those of the live client. Thread-safe when
+// the wrapped client is.
+#ifndef TESSIK_TOOLS_MODEL_RECORDING_CLIENT_HPP_
+#define TESSIK_TOOLS_MODEL_RECORDING_CLIENT_HPP_
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include <tessik/ai_client.hpp>
+
+namespace tessik::cli {
+
+class RecordingClient final : public AIClient {
+ public:
+  RecordingClient(std::shared_ptr<AIClient> inner, std::optional<std::filesystem::path> directory);
+
+  CompletionResult complete(const Value& messages, const CompleteOptions& options) override;
+  bool offers_tools() const noexcept override { return inner_->offers_tools(); }
+  CompletionResult complete_with_tools(const Value& messages,
+                                       const ToolCompleteOptions& options) override;
+  std::string type_name() const override { return inner_->type_name(); }
+
+  // The iterations the last call of `agent` reported (1 when it reported
+  // none), or nullopt when it made no successful call.
+  std::optional<std::int64_t> iterations(const std::string& agent) const;
+
+ private:
+  CompletionResult keep(const std::string& agent, CompletionResult result);
+
+  std::shared_ptr<AIClient> inner_;
+  std::optional<std::filesystem::path> directory_;
+  mutable std::mutex mutex_;
+  std::map<std::string, std::int64_t> iterations_;
+};
+
+// Writes `result` for `agent` into `directory` in the replay format. Throws
+// InvalidValueError for an agent name that is not a plain file name and
+// FileSystemError when a file cannot be written.
+void write_recording(const std::filesystem::path& directory, const std::string& agent,
+                     const CompletionResult& result);
+
+}  // namespace tessik::cli
+
+#endif  // TESSIK_TOOLS_MODEL_RECORDING_CLIENT_HPP_

@@ -1,0 +1,60 @@
+#include "model/replay_client.hpp"
+
+#include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/json.hpp>
+#include <tessik/foundation/text.hpp>
+
+namespace tessik::cli {
+namespace {
+
+// The entry `key` of the meta object when it is present and not null,
+// checked to be of the expected kind.
+const Value* meta_entry(const Value& meta, const char* key, Value::Kind kind, const char* expected,
+                        const std::filesystem::path& file) {
+  const Value* v = meta.find(key);
+  if (v == nullptr || v->is_null()) return nullptr;
+  if (v->kind() != kind) {
+    throw InvalidValueError(path_text(file) + ": \"" + key + "\" must be " + expected + ", not " +
+                            repr(*v));
+  }
+  return v;
+}
+
+}  // namespace
+
+CompletionResult ReplayClient::replay(const std::string& agent_name) const {
+  if (agent_name.empty() || agent_name.find('/') != std::string::npos ||
+      agent_name.starts_with('.')) {
+    throw InvalidValueError("no reply can be recorded for the agent name " +
+                            repr(std::string_view(agent_name)) + ": it is not a plain file name");
+  }
+  CompletionResult result;
+  result.text = read_text_file(directory_ / (agent_name + ".json"));
+  const std::filesystem::path meta_path = directory_ / (agent_name + ".meta.json");
+  if (!std::filesystem::exists(meta_path)) return result;
+  const Value meta = parse_json(read_text_file(meta_path));
+  if (!meta.is_mapping()) throw InvalidValueError(path_text(meta_path) + ": not a JSON object");
+  using K = Value::Kind;
+  if (const Value* v = meta_entry(meta, "stop_reason", K::string, "a string", meta_path)) {
+    result.stop_reason = v->as_string();
+  }
+  if (const Value* v = meta_entry(meta, "iterations_used", K::integer, "an integer", meta_path)) {
+    result.iterations_used = v->as_int();
+  }
+  if (const Value* v =
+          meta_entry(meta, "hit_iteration_cap", K::boolean, "true or false", meta_path)) {
+    result.hit_iteration_cap = v->as_bool();
+  }
+  return result;
+}
+
+CompletionResult ReplayClient::complete(const Value&, const CompleteOptions& options) {
+  return replay(options.agent_name);
+}
+
+CompletionResult OfflineClient::complete(const Value&, const CompleteOptions& options) {
+  throw InvalidValueError("agent " + options.agent_name +
+                          " asked for a completion, but this command has no model client");
+}
+
+}  // namespace tessik::cli

@@ -1,0 +1,117 @@
+#include "report/review_report.hpp"
+
+#include <algorithm>
+#include <ostream>
+
+#include <tessik/foundation/text.hpp>
+
+#include "report/render.hpp"
+
+namespace tessik::cli {
+namespace {
+
+std::string location(const AIReview& f) {
+  return one_line(f.file_path) + ":" + std::to_string(f.line_number);
+}
+
+void print_findings(std::ostream& os, const AgentVerdict& v) {
+  std::vector<std::vector<std::string>> rows{
+      {"FILE:LINE", "SEVERITY", "CATEGORY", "CONFIDENCE", "ISSUE"}};
+  for (const AIReview& f : v) {
+    rows.push_back(
+        {location(f), f.severity, f.category, text_form(f.confidence), one_line(f.issue)});
+  }
+  print_table(os, rows, "  ");
+  for (const AIReview& f : v) {
+    const std::string suggestion = f.suggestion.is_null() ? "" : one_line(f.suggestion);
+    if (!suggestion.empty()) os << "  suggestion for " << location(f) << ": " << suggestion << '\n';
+    if (!f.code_replacement) continue;
+    os << "  replacement for " << location(f) << " (replaces " << f.replacement_line_count
+       << (f.replacement_line_count == 1 ? " line" : " lines") << "):\n";
+    for (const std::string& line : *f.code_replacement) os << "    | " << line << '\n';
+  }
+}
+
+void print_outcome(std::ostream& os, const AgentOutcome& o) {
+  if (!o.verdict) {
+    os << o.agent << ": failed, " << o.failure_kind
+       << (o.call_site.empty() ? "" : " in " + o.call_site) << '\n'
+       << "  " << o.failure_message << '\n';
+    return;
+  }
+  const AgentVerdict& v = *o.verdict;
+  if (v.is_clean()) {
+    os << o.agent << ": clean, confidence " << text_form(v.confidence().value_or(0.0)) << '\n'
+       << "  " << v.summary().value_or("") << '\n';
+    return;
+  }
+  if (!v.is_findings()) {
+    os << o.agent << ": error " << v.error_code().value_or("");
+    if (const std::optional<std::int64_t> n = v.iterations_used()) {
+      os << " after " << *n << (*n == 1 ? " iteration" : " iterations");
+    }
+    os << '\n' << "  " << v.error_message().value_or("") << '\n';
+    return;
+  }
+  os << o.agent << ": " << v.size() << (v.size() == 1 ? " finding" : " findings") << '\n';
+  if (v.summary()) os << "  " << *v.summary() << '\n';
+  if (!v.empty()) print_findings(os, v);
+}
+
+}  // namespace
+
+bool any_error(const ReviewReport& report) {
+  return std::any_of(report.outcomes.begin(), report.outcomes.end(),
+                     [](const AgentOutcome& o) { return !o.verdict || o.verdict->is_error(); });
+}
+
+std::optional<std::string> common_failure(const ReviewReport& report) {
+  if (report.outcomes.empty()) return std::nullopt;
+  const AgentOutcome& first = report.outcomes.front();
+  for (const AgentOutcome& o : report.outcomes) {
+    if (o.verdict || o.failure_kind != first.failure_kind ||
+        o.failure_message != first.failure_message || o.call_site != first.call_site) {
+      return std::nullopt;
+    }
+  }
+  return first.failure_kind + (first.call_site.empty() ? "" : " in " + first.call_site) + ": " +
+         first.failure_message;
+}
+
+void print_report(std::ostream& os, const ReviewReport& report, bool verbose) {
+  const std::size_t agents = report.outcomes.size();
+  os << "Reviewed " << report.files << (report.files == 1 ? " file" : " files") << " with "
+     << agents << (agents == 1 ? " agent" : " agents") << ".\n";
+  for (const AgentOutcome& o : report.outcomes) {
+    os << '\n';
+    print_outcome(os, o);
+  }
+  if (!report.cost) return;
+  os << '\n' << cost_line(*report.cost) << '\n';
+  if (!verbose) return;
+  std::vector<std::string> order;
+  for (const AgentOutcome& o : report.outcomes) order.push_back(o.agent);
+  os << agent_cost_lines(*report.cost, order);
+}
+
+Value report_value(const ReviewReport& report) {
+  Value::Sequence agents;
+  for (const AgentOutcome& o : report.outcomes) {
+    Value::Mapping entry{{"agent", o.agent}};
+    if (o.verdict) {
+      entry.set("verdict", verdict_value(*o.verdict));
+    } else {
+      entry.set("failure", Value::Mapping{{"kind", o.failure_kind},
+                                          {"message", o.failure_message},
+                                          {"call_site", o.call_site}});
+    }
+    agents.push_back(std::move(entry));
+  }
+  Value::Mapping out{{"files", static_cast<std::int64_t>(report.files)},
+                     {"agents", std::move(agents)},
+                     {"warnings", Value::Sequence(report.warnings.begin(), report.warnings.end())}};
+  if (report.cost) out.set("cost", cost_value(*report.cost));
+  return out;
+}
+
+}  // namespace tessik::cli

@@ -1,0 +1,41 @@
+// How `review` shows its outcomes: the verdicts as text or JSON, a failing
+// agent with its call site, and the cost of a live run.
+#ifndef TESSIK_TOOLS_REPORT_REVIEW_REPORT_HPP_
+#define TESSIK_TOOLS_REPORT_REVIEW_REPORT_HPP_
+
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "report/review_cost.hpp"
+#include "run/review_runner.hpp"
+
+namespace tessik::cli {
+
+struct ReviewReport {
+  std::size_t files = 0;
+  std::vector<AgentOutcome> outcomes{};
+  std::vector<std::string> warnings{};  // logged while loading the agents
+  std::optional<RunCost> cost{};        // a live run's; none for a replay
+};
+
+// True when any agent failed or gave an error verdict (exit status 1).
+bool any_error(const ReviewReport& report);
+
+// When every agent failed with the same failure (a server that is down or
+// refuses the key), that failure as one line: "KIND in CALL_SITE: MESSAGE".
+std::optional<std::string> common_failure(const ReviewReport& report);
+
+// "Reviewed N files with M agents.", each outcome in the agents' order, then
+// the cost line (and, with `verbose`, one line per agent). The loading
+// warnings are not part of it: the command writes them to standard error.
+void print_report(std::ostream& os, const ReviewReport& report, bool verbose);
+
+// The same as JSON: {"files", "agents": [{"agent", "verdict"|"failure"}],
+// "warnings", "cost"?}.
+Value report_value(const ReviewReport& report);
+
+}  // namespace tessik::cli
+
+#endif  // TESSIK_TOOLS_REPORT_REVIEW_REPORT_HPP_
