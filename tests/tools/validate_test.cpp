@@ -88,6 +88,11 @@ TEST(ValidateFile, DiagnosticsOfBadDefinitionFiles) {
        "name: t\nsystem_prompt: p\n",
        {{0, 0, "E107", "No parser for agent definition file: @"}}},
       {"disabled.yml", "name: d\nsystem_prompt: p\nenabled: off\n", {{3, 10, "N302"}}},
+      {"wynn.yaml",
+       "name: wynn\nsystem_prompt: p\nenabled: false\n",
+       {{3, 10, "N302",
+         "the agent 'wynn' is disabled, so no review run loads it; it replaces nothing: the "
+         "built-in agent 'wynn' still runs"}}},
       // Bad input: nothing crashes, every position is in the file.
       {"empty.yaml", "", {{0, 0, "E105"}, {1, 1, "W207"}}},
       {"comments.yaml", "# only\n# comments\n", {{0, 0, "E105"}, {1, 1, "W207"}}},

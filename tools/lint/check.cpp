@@ -6,6 +6,7 @@
 
 #include <tessik/agent_loader/definitions/detail/custom_entries.hpp>
 #include <tessik/agent_loader/definitions/parsers.hpp>
+#include <tessik/agent_loader/findings/detail/category.hpp>
 #include <tessik/foundation/text.hpp>
 
 #include "cli/failure.hpp"
@@ -17,14 +18,23 @@ namespace tessik::lint {
 namespace {
 
 void add_lints(FileReport& r, const DefinitionSource& source, const YamlDocument& document) {
-  for (Diagnostic& d : lint_definition(r.file, source)) r.diagnostics.push_back(std::move(d));
+  const bool disabled = r.definition && !r.definition->enabled;
+  for (Diagnostic& d : lint_definition(r.file, source)) {
+    // A disabled definition replaces nothing: the built-in agent stays.
+    if (disabled && d.code == "N301") continue;
+    r.diagnostics.push_back(std::move(d));
+  }
   const YamlPlace* name = find_place(document.value, document.place, "name");
   if (name != nullptr) r.name_at = name->value;
-  if (r.definition && !r.definition->enabled) {
+  if (disabled) {
     const YamlPlace* enabled = find_place(document.value, document.place, "enabled");
-    r.diagnostics.push_back(
-        {r.file, enabled ? enabled->value : document.place.value, Severity::note,
-         "the agent '" + r.definition->name + "' is disabled, so no review run loads it", "N302"});
+    const std::string& agent = r.definition->name;
+    std::string message = "the agent '" + agent + "' is disabled, so no review run loads it";
+    if (detail::AGENT_CANONICAL_CATEGORY.contains(agent)) {
+      message += "; it replaces nothing: the built-in agent '" + agent + "' still runs";
+    }
+    r.diagnostics.push_back({r.file, enabled ? enabled->value : document.place.value,
+                             Severity::note, std::move(message), "N302"});
   }
 }
 

@@ -40,8 +40,11 @@ constexpr std::array kRules{
              "a built-in agent's name in another letter case, which replaces nothing"},
     LintRule{"W210", "duplicate-name", warning,
              "two files of one folder define the same name; the later one wins"},
-    LintRule{"N301", "replaces-builtin", note, "the agent replaces the built-in agent of its name"},
-    LintRule{"N302", "disabled", note, "the agent is disabled, so no review run loads it"},
+    LintRule{"N301", "replaces-builtin", note,
+             "the agent (enabled) replaces the built-in agent of its name"},
+    LintRule{
+        "N302", "disabled", note,
+        "the agent is disabled, so no review run loads it (a built-in of its name still runs)"},
 };
 
 }  // namespace
