@@ -2,7 +2,7 @@
 // shapes agents ask for.
 //
 // A client that supports structured output passes it with the request so that
-// the model can only answer with one of:
+// the model can only answer in one of the three shapes:
 //
 //   {"status": "findings", "findings": [<finding>, ...], "summary": "..."}
 //   {"status": "clean", "summary": "...", "confidence": 0.9}
@@ -10,19 +10,29 @@
 //
 // The configuration is a mapping {"name": "three_state_review_reply",
 // "schema": <schema>}: a name a client can report constraint failures by, and
-// a JSON Schema using only the common keywords (type, properties, required,
-// additionalProperties, enum, items, minItems, minLength, anyOf) whose top
-// level is an "anyOf" of the three shapes. Every object is closed
-// (additionalProperties false), so a misspelt key is refused rather than
-// silently dropped. An error's "code" is one of the four codes the reply
-// contract names (tool_unavailable, model_refusal, internal_error,
-// max_iterations_no_verdict). Numeric ranges (confidence 0..1) are left out because
-// constrained decoders commonly refuse them. A client translates this into
-// whatever its model interface expects.
+// a JSON Schema that both model protocols accept in their strict modes. Its
+// root is one closed object whose "status" (findings, clean or error) says
+// which of the other members carry the reply:
 //
-// The schema is stricter than the reply classifier on purpose: it is a
-// constraint on generation, while the classifier still has to judge replies
-// from clients that cannot apply it.
+//   {"status", "findings", "summary", "confidence", "error"}
+//
+// Every member of every object is required; a member a shape does not use is
+// null (written as "anyOf" of its schema and {"type": "null"}), as are a
+// finding's "code_replacement" and "replacement_line_count" and an error's
+// "iterations_used" when they do not apply. Every object is closed
+// (additionalProperties false), so a misspelt key is refused rather than
+// silently dropped. Only keywords strict modes share are used: type,
+// properties, required, additionalProperties, enum, items, anyOf and
+// minItems 1; no length or numeric range (confidence 0..1 is left to the
+// reply contract). An error's "code" is one of the four codes the reply
+// contract names (tool_unavailable, model_refusal, internal_error,
+// max_iterations_no_verdict). A client translates this into whatever its
+// model interface expects.
+//
+// The schema only guides generation: which members a status needs (a
+// non-empty findings array, a non-blank summary, ...) is still judged by the
+// reply classifier, which also judges replies from clients that cannot apply
+// the schema and ignores members a shape does not use.
 #ifndef TESSIK_FINDING_SCHEMA_HPP_
 #define TESSIK_FINDING_SCHEMA_HPP_
 

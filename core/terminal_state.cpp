@@ -166,6 +166,10 @@ TerminalState classifier_error(const ReplyFacts& facts, std::string code, std::s
 
 }  // namespace
 
+bool is_verdict_reply(std::string_view raw_text) {
+  return judge_text(raw_text, std::nullopt).valid;
+}
+
 TerminalState classify_terminal_state(const ReplyFacts& facts) {
   if (facts.stop_reason == "refusal") {
     return classifier_error(facts, "model_refusal",

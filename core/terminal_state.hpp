@@ -77,6 +77,11 @@ struct ReplyFacts {
   bool hit_iteration_cap = false;            // the client stopped at the cap
 };
 
+// Whether `raw_text` is a valid reply in one of the three shapes (the
+// second row of the table): what a client asks for again, constrained, when
+// a tool exchange ends without one. Never throws; thread-safe.
+bool is_verdict_reply(std::string_view raw_text);
+
 // Sorts one reply into its terminal state by the table above.
 TerminalState classify_terminal_state(const ReplyFacts& facts);
 

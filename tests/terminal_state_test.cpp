@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include <tessik/finding_schema.hpp>
 #include <tessik/foundation/json.hpp>
 #include <tessik/terminal_state.hpp>
+
+#include "strict_schema.hpp"
 
 namespace tessik {
 namespace {
@@ -29,6 +32,17 @@ TEST(ClassifyTerminalState, Table) {
       {"findings reply", F, "findings", "stop"},
       {"clean reply, integer confidence", C, "clean"},
       {"model's own error reply", E, "error"},
+      {"strict-schema findings, unused members null",
+       R"({"status": "findings", "findings": [{"line_number": 1}], "summary": null,)"
+       R"( "confidence": null, "error": null})",
+       "findings"},
+      {"strict-schema clean",
+       R"({"status": "clean", "findings": null, "summary": "s",)"
+       R"( "confidence": 0.5, "error": null})",
+       "clean"},
+      {"strict-schema clean with a null summary still needs one",
+       R"({"status": "clean", "findings": null, "summary": null, "confidence": 1, "error": null})",
+       "invalid_response_schema"},
       {"white space around is ignored", " \n" + C + "\n\t", "clean"},
       {"json fence unwrapped", "```json\n" + C + "\n```", "clean"},
       {"bare fence unwrapped", "```\n" + F + "\n```\n", "findings"},
@@ -74,7 +88,11 @@ TEST(ClassifyTerminalState, Table) {
          .iterations_used = 4,
          .hit_iteration_cap = c.hit_cap});
     const std::string want = c.want;
-    if (want == "findings" || want == "clean" || want == "error") {
+    const bool valid = want == "findings" || want == "clean" || want == "error";
+    if (!c.stop_reason || std::string_view(c.stop_reason) != "refusal") {
+      EXPECT_EQ(is_verdict_reply(c.text), valid) << c.name;
+    }
+    if (valid) {
       EXPECT_EQ(t.state, want) << c.name;
       const std::size_t open = c.text.find('{');
       const Value reply = parse_json(c.text.substr(open, c.text.rfind('}') - open + 1));
@@ -90,39 +108,51 @@ TEST(ClassifyTerminalState, Table) {
   }
 }
 
-// The schema's enums must match what the finding parser and the reply
-// contract accept, and each shape must require what the classifier requires.
-TEST(OutputConfig, ConstrainsRepliesToTheThreeShapes) {
+// The schema keeps both protocols' strict-mode rules, and its enums match
+// what the finding parser and the reply contract accept.
+TEST(OutputConfig, IsStrictModeValidAndNamesTheAcceptedWords) {
   const Value config = output_config_for_three_state();
   EXPECT_EQ(*config.find("name"), Value("three_state_review_reply"));
-  const Value::Sequence& shapes = config.find("schema")->find("anyOf")->as_sequence();
-  ASSERT_EQ(shapes.size(), 3u);
-  const auto prop = [](const Value& object, const char* key) {
+  const Value& schema = *config.find("schema");
+  EXPECT_EQ(testing::strict_schema_problems(schema), std::vector<std::string>{});
+  const auto prop = [](const Value& object, const char* key) -> const Value& {
     return *object.find("properties")->find(key);
   };
-  const auto strings = [](std::initializer_list<const char*> items) {
-    Value::Sequence s(items.begin(), items.end());
-    return Value(s);
+  const auto words = [](std::initializer_list<const char*> items) {
+    return Value(Value::Sequence(items.begin(), items.end()));
   };
-  const char* statuses[] = {"findings", "clean", "error"};
-  for (int i = 0; i < 3; ++i) {
-    EXPECT_EQ(*prop(shapes[i], "status").find("enum"), strings({statuses[i]}));
-    EXPECT_EQ(*shapes[i].find("additionalProperties"), Value(false));
-  }
-  EXPECT_EQ(*shapes[1].find("required"), strings({"status", "summary", "confidence"}));
-  EXPECT_EQ(*prop(shapes[2], "error").find("required"), strings({"code", "message"}));
-  const Value findings = prop(shapes[0], "findings");
+  EXPECT_EQ(*prop(schema, "status").find("enum"), words({"findings", "clean", "error"}));
+  const Value& findings = prop(schema, "findings").find("anyOf")->as_sequence()[0];
   EXPECT_EQ(*findings.find("minItems"), Value(1));
   const Value& finding = *findings.find("items");
-  EXPECT_EQ(finding.find("properties")->as_mapping().size(), 9u);
-  EXPECT_EQ(*prop(finding, "severity").find("enum"), strings({"high", "medium", "low", "info"}));
+  EXPECT_EQ(*prop(finding, "severity").find("enum"), words({"high", "medium", "low", "info"}));
   EXPECT_EQ(*prop(finding, "category").find("enum"),
-            strings({"architecture", "security", "performance", "code-quality"}));
-  const Value text_lines =
-      Value::Mapping{{"type", "array"}, {"items", Value::Mapping{{"type", "string"}}}};
-  EXPECT_EQ(
-      prop(finding, "code_replacement"),
-      (Value::Mapping{{"anyOf", Value::Sequence{text_lines, Value::Mapping{{"type", "null"}}}}}));
+            words({"architecture", "security", "performance", "code-quality"}));
+
+  // The checker itself catches each rule broken.
+  const struct {
+    const char* name;
+    const char* schema;
+    std::vector<std::string> problems;
+  } kBroken[] = {
+      {"anyOf root", R"({"anyOf": [{"type": "null"}]})", {"root: not of type object"}},
+      {"optional property",
+       R"({"type": "object", "properties": {"a": {"type": "string"}}, "required": [],)"
+       R"( "additionalProperties": false})",
+       {"root: not every property required"}},
+      {"open nested object and a length",
+       R"({"type": "object", "properties": {"a": {"type": "object", "properties": {},)"
+       R"( "required": []}, "b": {"type": "string", "minLength": 1}}, "required": ["a", "b"],)"
+       R"( "additionalProperties": false})",
+       {"root/a: additionalProperties is not false", "root/b: keyword minLength"}},
+      {"minItems above 1",
+       R"({"type": "object", "properties": {"a": {"type": "array", "minItems": 2}},)"
+       R"( "required": ["a"], "additionalProperties": false})",
+       {"root/a: minItems 2"}},
+  };
+  for (const auto& c : kBroken) {
+    EXPECT_EQ(testing::strict_schema_problems(parse_json(c.schema)), c.problems) << c.name;
+  }
 }
 
 }  // namespace
