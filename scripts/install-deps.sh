@@ -7,7 +7,7 @@ set -euo pipefail
 packages=(
   build-essential cmake pkg-config git
   libyaml-dev libpcre2-dev libssl-dev libicu-dev nlohmann-json3-dev libsimdjson-dev
-  libcurl4-openssl-dev python3
+  libcurl4-openssl-dev python3 python3-jsonschema
   libgtest-dev libgmock-dev libbenchmark-dev
   libgit2-dev libcli11-dev
   clang clang-format clang-tidy libclang-rt-dev

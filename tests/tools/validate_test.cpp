@@ -293,8 +293,10 @@ TEST(ValidateFormats, SarifLogHasTheRequiredShape) {
       *results[0].find("locations")->as_sequence()[0].find("physicalLocation")->find("region");
   EXPECT_EQ(*region.find("startLine"), Value(3));
   EXPECT_EQ(*region.find("startColumn"), Value(1));
-  EXPECT_EQ(results[1].find("locations")->as_sequence()[0].find("physicalLocation")->find("region"),
-            nullptr);
+  // A problem of the whole file is placed on its first line.
+  EXPECT_EQ(
+      *results[1].find("locations")->as_sequence()[0].find("physicalLocation")->find("region"),
+      (Value::Mapping{{"startLine", 1}}));
 }
 
 TEST(ValidateCodes, TheReadmeListsEveryCodeOnce) {

@@ -9,15 +9,16 @@
 #include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/json.hpp>
 
-#include "run/agent_set.hpp"
+#include "change/review_source.hpp"
 #include "cli/commands.hpp"
+#include "cli/review_output.hpp"
 #include "model/live_client.hpp"
 #include "model/recording_client.hpp"
 #include "model/replay_client.hpp"
 #include "report/review_report.hpp"
-#include "run/review_runner.hpp"
-#include "change/review_source.hpp"
 #include "reviewer_tools/reviewer_tools.hpp"
+#include "run/agent_set.hpp"
+#include "run/review_runner.hpp"
 
 namespace tessik::cli {
 namespace {
@@ -127,6 +128,7 @@ ReviewerTools review_tools(const ParsedArgs& args, const ReviewSource& source,
 
 int run_review(const ParsedArgs& args, const Io& io) {
   check_source_flags(args);
+  const ReviewOutput output = review_output(args);
   const std::optional<std::int64_t> jobs = count_option(args, "jobs", 1);
   const ReviewClient client = review_client(args);
   const ReviewSource source = read_review_source(args, io.in);
@@ -156,15 +158,7 @@ int run_review(const ParsedArgs& args, const Io& io) {
   const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
   if (client.live) report.cost = run_cost(client, report.outcomes, wall.count());
 
-  if (args.flag("json")) {
-    io.out << to_json(report_value(report), 2) << '\n';
-  } else if (const std::optional<std::string> failure = common_failure(report)) {
-    // Every agent failed alike (a server that is down, a refused key): once.
-    io.err << "tessik-agents review: every agent failed: " << *failure << '\n';
-  } else {
-    print_report(io.out, report, args.flag("verbose"));
-  }
-  return any_error(report) ? EXIT_FAILED : EXIT_OK;
+  return finish_review(report, output, io);
 }
 
 std::vector<OptionSyntax> review_options() {
@@ -198,12 +192,18 @@ std::vector<OptionSyntax> review_options() {
       json_option()};
 }
 
+std::vector<OptionSyntax> all_review_options() {
+  std::vector<OptionSyntax> options = review_options();
+  for (OptionSyntax& o : review_output_options()) options.push_back(std::move(o));
+  return options;
+}
+
 }  // namespace
 
 Command review_command() {
   return {{.name = "review",
            .summary = "review a change with every agent, live or from recorded replies",
-           .options = review_options(),
+           .options = all_review_options(),
            .description =
                "Every agent 'list' shows runs its whole analysis: the request is assembled,\n"
                "the model (or the reply recorded for the agent) answers, and the answer\n"

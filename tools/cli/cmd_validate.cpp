@@ -6,27 +6,15 @@
 #include "cli/commands.hpp"
 #include "lint/check.hpp"
 #include "lint/reports.hpp"
+#include "report/output_format.hpp"
 
 namespace tessik::cli {
 namespace {
 
-enum class Format { text, json, github, sarif };
-
-Format format_of(const ParsedArgs& args) {
-  const std::optional<std::string> format = args.value("format");
-  if (args.flag("json")) {
-    if (format && *format != "json") throw UsageError("--json is --format json; give only one");
-    return Format::json;
-  }
-  if (!format || *format == "text") return Format::text;
-  if (*format == "json") return Format::json;
-  if (*format == "github") return Format::github;
-  if (*format == "sarif") return Format::sarif;
-  throw UsageError("--format must be text, json, github or sarif, not '" + *format + "'");
-}
-
 int run_validate(const ParsedArgs& args, const Io& io) {
-  const Format format = format_of(args);
+  const OutputFormat format = output_format(
+      args.value("format"), args.flag("json"),
+      {OutputFormat::text, OutputFormat::json, OutputFormat::github, OutputFormat::sarif});
   std::vector<lint::FileReport> reports;
   for (const std::string& path : args.positional) {
     std::error_code ec;
@@ -36,19 +24,14 @@ int run_validate(const ParsedArgs& args, const Io& io) {
       reports.push_back(lint::check_file(path));
     }
   }
-  switch (format) {
-    case Format::text:
-      lint::write_text(io.out, reports);
-      break;
-    case Format::json:
-      lint::write_json(io.out, reports);
-      break;
-    case Format::github:
-      lint::write_github(io.out, reports);
-      break;
-    case Format::sarif:
-      lint::write_sarif(io.out, reports);
-      break;
+  if (format == OutputFormat::json) {
+    lint::write_json(io.out, reports);
+  } else if (format == OutputFormat::github) {
+    lint::write_github(io.out, reports);
+  } else if (format == OutputFormat::sarif) {
+    lint::write_sarif(io.out, reports);
+  } else {
+    lint::write_text(io.out, reports);
   }
   const lint::Totals totals = lint::count(reports);
   const bool failed = totals.errors > 0 || (args.flag("strict") && totals.warnings > 0);

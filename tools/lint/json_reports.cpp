@@ -5,6 +5,7 @@
 
 #include "lint/reports.hpp"
 #include "report/render.hpp"
+#include "report/sarif_log.hpp"
 
 namespace tessik::lint {
 namespace {
@@ -14,31 +15,11 @@ Value position_number(const std::optional<TextPosition>& at, bool line) {
   return static_cast<std::int64_t>(line ? at->line : at->column);
 }
 
-// A file path as a relative URI reference: every byte outside the
-// unreserved set and "/" percent-encoded.
-std::string uri_of(std::string_view path) {
-  static constexpr char kHex[] = "0123456789ABCDEF";
-  std::string out;
-  for (const char c : path) {
-    const auto byte = static_cast<unsigned char>(c);
-    const bool plain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-                       c == '-' || c == '.' || c == '_' || c == '~' || c == '/';
-    if (plain) {
-      out += c;
-    } else {
-      out += '%';
-      out += kHex[byte >> 4];
-      out += kHex[byte & 0xF];
-    }
-  }
-  return out;
-}
-
 const char* sarif_level(Severity s) {
   return s == Severity::error ? "error" : s == Severity::warning ? "warning" : "note";
 }
 
-Value sarif_rules() {
+Value::Sequence sarif_rules() {
   Value::Sequence rules;
   for (const LintRule& r : all_rules()) {
     rules.push_back(Value::Mapping{
@@ -61,18 +42,18 @@ std::int64_t rule_index(std::string_view code) {
 }
 
 Value sarif_result(const Diagnostic& d) {
-  Value::Mapping location{{"artifactLocation", Value::Mapping{{"uri", uri_of(d.file)}}}};
-  if (d.at) {
-    location.set("region",
-                 Value::Mapping{{"startLine", static_cast<std::int64_t>(d.at->line)},
-                                {"startColumn", static_cast<std::int64_t>(d.at->column)}});
-  }
+  // A problem of the whole file (one that has no text to point into) is
+  // placed on its first line: code scanning needs a line for every result.
+  const cli::SarifRegion region =
+      d.at ? cli::SarifRegion{.start_line = static_cast<std::int64_t>(d.at->line),
+                              .start_column = static_cast<std::int64_t>(d.at->column)}
+           : cli::SarifRegion{};
   return Value::Mapping{
       {"ruleId", d.code},
       {"ruleIndex", rule_index(d.code)},
       {"level", sarif_level(d.severity)},
-      {"message", Value::Mapping{{"text", d.message}}},
-      {"locations", Value::Sequence{Value::Mapping{{"physicalLocation", std::move(location)}}}},
+      {"message", cli::sarif_message(d.message)},
+      {"locations", Value::Sequence{cli::sarif_location(d.file, region)}},
   };
 }
 
@@ -113,17 +94,7 @@ void write_sarif(std::ostream& os, const std::vector<FileReport>& reports) {
   for (const FileReport& r : reports) {
     for (const Diagnostic& d : r.diagnostics) results.push_back(sarif_result(d));
   }
-  const Value driver = Value::Mapping{
-      {"name", "tessik-agents"},
-      {"version", TESSIK_VERSION},
-      {"rules", sarif_rules()},
-  };
-  const Value log = Value::Mapping{
-      {"$schema", "https://json.schemastore.org/sarif-2.1.0.json"},
-      {"version", "2.1.0"},
-      {"runs", Value::Sequence{Value::Mapping{{"tool", Value::Mapping{{"driver", driver}}},
-                                              {"results", std::move(results)}}}},
-  };
+  const Value log = cli::sarif_log(sarif_rules(), std::move(results));
   os << to_json(log, 2) << '\n';
 }
 

@@ -2,34 +2,14 @@
 #include <ostream>
 
 #include "lint/reports.hpp"
+#include "report/render.hpp"
+#include "report/workflow_command.hpp"
 
 namespace tessik::lint {
 namespace {
 
 std::string plural(std::size_t n, const char* word) {
   return std::to_string(n) + " " + word + (n == 1 ? "" : "s");
-}
-
-// Workflow command escaping: a message escapes %, CR and LF; a property
-// value also ":" and ",".
-std::string escaped(std::string_view text, bool property) {
-  std::string out;
-  for (const char c : text) {
-    if (c == '%') {
-      out += "%25";
-    } else if (c == '\r') {
-      out += "%0D";
-    } else if (c == '\n') {
-      out += "%0A";
-    } else if (property && c == ':') {
-      out += "%3A";
-    } else if (property && c == ',') {
-      out += "%2C";
-    } else {
-      out += c;
-    }
-  }
-  return out;
 }
 
 }  // namespace
@@ -56,7 +36,7 @@ std::string summary_line(const Totals& t) {
 void write_text(std::ostream& os, const std::vector<FileReport>& reports) {
   for (const FileReport& r : reports) {
     for (const Diagnostic& d : r.diagnostics) {
-      os << d.file;
+      os << cli::line_safe(d.file);
       if (d.at) os << ':' << d.at->line << ':' << d.at->column;
       os << ": " << severity_word(d.severity) << ": " << d.message << " [" << d.code << "]\n";
     }
@@ -67,13 +47,18 @@ void write_text(std::ostream& os, const std::vector<FileReport>& reports) {
 void write_github(std::ostream& os, const std::vector<FileReport>& reports) {
   for (const FileReport& r : reports) {
     for (const Diagnostic& d : r.diagnostics) {
-      os << "::"
-         << (d.severity == Severity::error     ? "error"
-             : d.severity == Severity::warning ? "warning"
-                                               : "notice")
-         << " file=" << escaped(d.file, true);
-      if (d.at) os << ",line=" << d.at->line << ",col=" << d.at->column;
-      os << ",title=" << escaped(d.code, true) << "::" << escaped(d.message, false) << '\n';
+      const auto at = [&](bool line) -> std::int64_t {
+        return d.at ? static_cast<std::int64_t>(line ? d.at->line : d.at->column) : 0;
+      };
+      os << cli::annotation_line({.level = d.severity == Severity::error     ? "error"
+                                           : d.severity == Severity::warning ? "warning"
+                                                                             : "notice",
+                                  .file = d.file,
+                                  .line = at(true),
+                                  .column = at(false),
+                                  .title = d.code,
+                                  .message = d.message})
+         << '\n';
     }
   }
   os << summary_line(count(reports)) << '\n';

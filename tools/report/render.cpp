@@ -82,6 +82,21 @@ std::string one_line(const Value& v) {
   return s;
 }
 
+std::string line_safe(std::string_view text) {
+  std::string out;
+  out.reserve(text.size());
+  for (const char c : text) {
+    if (c == '\r') {
+      out += "\\r";
+    } else if (c == '\n') {
+      out += "\\n";
+    } else {
+      out += c;
+    }
+  }
+  return out;
+}
+
 void print_table(std::ostream& os, const std::vector<std::vector<std::string>>& rows,
                  std::string_view indent) {
   std::vector<std::size_t> widths;

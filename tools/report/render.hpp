@@ -30,6 +30,10 @@ std::string agent_category(std::string_view agent_name);
 // The text form of a value on one line: line breaks become blanks.
 std::string one_line(const Value& v);
 
+// `text` with CR and LF written as "\r" and "\n", so that a file name that
+// holds them cannot split a FILE:LINE: line.
+std::string line_safe(std::string_view text);
+
 // Prints `rows` as left-aligned columns, the first row being the header,
 // each line starting with `indent`. The last column is not padded.
 void print_table(std::ostream& os, const std::vector<std::vector<std::string>>& rows,

@@ -11,7 +11,18 @@ namespace tessik::cli {
 namespace {
 
 std::string location(const AIReview& f) {
-  return one_line(f.file_path) + ":" + std::to_string(f.line_number);
+  return line_safe(text_form(f.file_path)) + ":" + std::to_string(f.line_number);
+}
+
+// "  also reported by B, C at FILE:LINE" for the agent's findings that
+// other agents reported too.
+void print_merged(std::ostream& os, const ReviewReport& report, const std::string& agent) {
+  for (const ReportedFinding& r : report.findings) {
+    if (r.agents.size() < 2 || r.agents.front() != agent) continue;
+    std::string others;
+    for (std::size_t i = 1; i < r.agents.size(); ++i) others += (i > 1 ? ", " : "") + r.agents[i];
+    os << "  also reported by " << others << " at " << location(r.finding) << '\n';
+  }
 }
 
 void print_findings(std::ostream& os, const AgentVerdict& v) {
@@ -32,7 +43,7 @@ void print_findings(std::ostream& os, const AgentVerdict& v) {
   }
 }
 
-void print_outcome(std::ostream& os, const AgentOutcome& o) {
+void print_outcome(std::ostream& os, const ReviewReport& report, const AgentOutcome& o) {
   if (!o.verdict) {
     os << o.agent << ": failed, " << o.failure_kind
        << (o.call_site.empty() ? "" : " in " + o.call_site) << '\n'
@@ -56,6 +67,7 @@ void print_outcome(std::ostream& os, const AgentOutcome& o) {
   os << o.agent << ": " << v.size() << (v.size() == 1 ? " finding" : " findings") << '\n';
   if (v.summary()) os << "  " << *v.summary() << '\n';
   if (!v.empty()) print_findings(os, v);
+  print_merged(os, report, o.agent);
 }
 
 }  // namespace
@@ -84,8 +96,9 @@ void print_report(std::ostream& os, const ReviewReport& report, bool verbose) {
      << agents << (agents == 1 ? " agent" : " agents") << ".\n";
   for (const AgentOutcome& o : report.outcomes) {
     os << '\n';
-    print_outcome(os, o);
+    print_outcome(os, report, o);
   }
+  if (!report.selection_note.empty()) os << '\n' << report.selection_note << '\n';
   if (!report.cost) return;
   os << '\n' << cost_line(*report.cost) << '\n';
   if (!verbose) return;
@@ -111,6 +124,18 @@ Value report_value(const ReviewReport& report) {
                      {"agents", std::move(agents)},
                      {"warnings", Value::Sequence(report.warnings.begin(), report.warnings.end())}};
   if (report.cost) out.set("cost", cost_value(*report.cost));
+  Value::Sequence merged;
+  for (const ReportedFinding& r : report.findings) {
+    if (r.agents.size() < 2) continue;
+    merged.push_back(Value::Mapping{{"file_path", r.finding.file_path},
+                                    {"line_number", r.finding.line_number},
+                                    {"agents", Value::Sequence(r.agents.begin(), r.agents.end())}});
+  }
+  out.set("selection",
+          Value::Mapping{
+              {"below_severity", static_cast<std::int64_t>(report.selection.below_severity)},
+              {"below_confidence", static_cast<std::int64_t>(report.selection.below_confidence)},
+              {"merged", std::move(merged)}});
   return out;
 }
 

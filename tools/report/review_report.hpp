@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "report/finding_selection.hpp"
 #include "report/review_cost.hpp"
 #include "run/review_runner.hpp"
 
@@ -18,6 +19,13 @@ struct ReviewReport {
   std::vector<AgentOutcome> outcomes{};
   std::vector<std::string> warnings{};  // logged while loading the agents
   std::optional<RunCost> cost{};        // a live run's; none for a replay
+  // Filled by select_findings: what every format lists, and what it left out.
+  std::vector<ReportedFinding> findings{};
+  Selection selection{};
+  std::string selection_note{};  // selection_line's text, "" when nothing was left out
+  // Agents the run did not start and files the change left out, each with
+  // its reason ("docs: not triggered"); shown by the formats that have room.
+  std::vector<std::string> skipped_agents{}, left_out_files{};
 };
 
 // True when any agent failed or gave an error verdict (exit status 1).
@@ -33,7 +41,8 @@ std::optional<std::string> common_failure(const ReviewReport& report);
 void print_report(std::ostream& os, const ReviewReport& report, bool verbose);
 
 // The same as JSON: {"files", "agents": [{"agent", "verdict"|"failure"}],
-// "warnings", "cost"?}.
+// "warnings", "cost"?, "selection": {"below_severity", "below_confidence",
+// "merged": [{"file_path", "line_number", "agents"}]}}.
 Value report_value(const ReviewReport& report);
 
 }  // namespace tessik::cli
