@@ -45,8 +45,10 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/core/
   COMPONENT tessik_agents
   FILES_MATCHING PATTERN "*.hpp"
   PATTERN "detail" EXCLUDE)
-# The JSON Schema of definition files, for editors with a YAML language server.
+# The JSON Schemas of definition files and of the review configuration file,
+# for editors with a YAML language server.
 install(FILES ${PROJECT_SOURCE_DIR}/schema/agent-definition.schema.json
+  ${PROJECT_SOURCE_DIR}/schema/review-config.schema.json
   DESTINATION ${CMAKE_INSTALL_DATADIR}/tessik_agents COMPONENT tessik_agents)
 if(EXISTS ${PROJECT_SOURCE_DIR}/agents)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/agents/ DESTINATION ${TESSIK_INSTALL_AGENTSDIR}

@@ -110,6 +110,8 @@ cmake --install "$build" --prefix "$work/tree" --component tessik_agents >/dev/n
 check_headers "$work/tree"
 [ -f "$work/tree/share/tessik_agents/agent-definition.schema.json" ] ||
   fail "the definition-file schema was not installed"
+[ -f "$work/tree/share/tessik_agents/review-config.schema.json" ] ||
+  fail "the configuration-file schema was not installed"
 build_consumers "$work/tree" "$work/tree/bin"
 check_consumer "$work/tree/bin/consumer-cmake" "$work/tree"
 check_consumer "$work/tree/bin/consumer-pkgconfig" "$work/tree"

@@ -80,7 +80,7 @@ TEST(CliUsage, CommandLineFormsThatParse) {
 
 TEST(CliUsage, EverySubcommandHasHelpWithAnAlignedOptionColumn) {
   EXPECT_EQ(run({"--help"}).status, EXIT_OK);
-  for (const char* command : {"list", "show", "validate", "prompt", "review"}) {
+  for (const char* command : {"list", "show", "validate", "prompt", "review", "config"}) {
     const Outcome r = run({command, command[0] == 'v' ? "--help" : "-h"});
     EXPECT_EQ(r.status, EXIT_OK) << command;
     const std::string& out = r.out;

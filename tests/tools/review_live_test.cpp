@@ -262,7 +262,7 @@ TEST(LiveReviewFailures, BadSourcesAndSettingsAreNamed) {
       {"review --git nope..main --repo @repo --model m", 1, "nope..main"},
       {"review --git --repo @plain --model m", 1, plain},
       {"review --git --repo @repo --model m --jobs 0", 2,
-       "--jobs must be a whole number of 1 or more, not '0'"},
+       "--jobs must be a whole number from 1 to 1000, not '0'"},
       {"review --git --repo @repo --model m --api-key-env TESSIK_NO_SUCH_KEY", 2,
        "--api-key-env names TESSIK_NO_SUCH_KEY, which is not set"},
       {"review --git --repo @repo --replies @repo/missing", 1,

@@ -4,16 +4,16 @@
 
 #include <tessik/foundation/errors.hpp>
 
-#include "cli/commands.hpp"
 #include "change/diff_split.hpp"
+#include "cli/commands.hpp"
 #include "cli/failure.hpp"
 
 namespace tessik::cli {
 namespace {
 
 const std::vector<Command>& all_commands() {
-  static const std::vector<Command> commands{list_command(), show_command(), validate_command(),
-                                             prompt_command(), review_command()};
+  static const std::vector<Command> commands{list_command(),   show_command(),   validate_command(),
+                                             prompt_command(), review_command(), config_command()};
   return commands;
 }
 
@@ -45,6 +45,10 @@ OptionSyntax shared_option() {
           "\"summary\": \"...\"}"};
 }
 OptionSyntax json_option() { return {"json", false, "", "print JSON instead of text"}; }
+OptionSyntax config_option() {
+  return {"config", true, "FILE",
+          "the configuration file (default: .tessik.yaml at the top of the repository)"};
+}
 
 int run_cli(std::span<const std::string> args, const Io& io) {
   if (args.empty()) {

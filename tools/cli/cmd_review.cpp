@@ -1,7 +1,6 @@
 // tessik-agents review: runs every agent over a change, against a model or
 // with recorded replies.
 #include <cerrno>
-#include <charconv>
 #include <chrono>
 #include <filesystem>
 #include <ostream>
@@ -12,6 +11,7 @@
 #include "change/review_source.hpp"
 #include "cli/commands.hpp"
 #include "cli/review_output.hpp"
+#include "config/effective_settings.hpp"
 #include "model/live_client.hpp"
 #include "model/recording_client.hpp"
 #include "model/replay_client.hpp"
@@ -23,40 +23,6 @@
 namespace tessik::cli {
 namespace {
 
-// The value of a counting option (--jobs, --max-tokens), from `min` up.
-std::optional<std::int64_t> count_option(const ParsedArgs& args, const std::string& name,
-                                         std::int64_t min) {
-  const std::optional<std::string> text = args.value(name);
-  if (!text) return std::nullopt;
-  std::int64_t n = 0;
-  const auto [end, ec] = std::from_chars(text->data(), text->data() + text->size(), n);
-  if (ec != std::errc{} || end != text->data() + text->size() || n < min) {
-    throw UsageError("--" + name + " must be a whole number of " + std::to_string(min) +
-                     " or more, not '" + *text + "'");
-  }
-  return n;
-}
-
-std::optional<double> seconds_option(const ParsedArgs& args, const std::string& name) {
-  const std::optional<std::string> text = args.value(name);
-  if (!text) return std::nullopt;
-  double s = 0;
-  const auto [end, ec] = std::from_chars(text->data(), text->data() + text->size(), s);
-  if (ec != std::errc{} || end != text->data() + text->size()) {
-    throw UsageError("--" + name + " must be a number of seconds, not '" + *text + "'");
-  }
-  return s;
-}
-
-ModelFlags model_flags(const ParsedArgs& args) {
-  return {.provider = args.value("provider"),
-          .endpoint = args.value("endpoint"),
-          .model = args.value("model"),
-          .api_key_env = args.value("api-key-env"),
-          .max_tokens = count_option(args, "max-tokens", 1),
-          .timeout_seconds = seconds_option(args, "timeout")};
-}
-
 // The client the agents share: the replay of --replies, or the live model.
 struct ReviewClient {
   std::shared_ptr<AIClient> client;
@@ -65,12 +31,11 @@ struct ReviewClient {
   std::shared_ptr<RecordingClient> recorder{};
 };
 
-ReviewClient review_client(const ParsedArgs& args) {
-  const ModelFlags flags = model_flags(args);
+ReviewClient review_client(const ParsedArgs& args, const EffectiveSettings& settings) {
   const std::optional<std::string> replies = args.value("replies");
   ReviewClient c;
   if (replies) {
-    if (flags.model)
+    if (settings.get("model").source == SettingSource::flag)
       throw UsageError("--replies and --model name two sources of replies: give one");
     if (!std::filesystem::is_directory(*replies)) {
       throw FileSystemError(
@@ -79,14 +44,11 @@ ReviewClient review_client(const ParsedArgs& args) {
     }
     c.client = std::make_shared<ReplayClient>(*replies);
   } else {
-    c.settings = resolve_model_settings(flags, process_environment);
+    c.settings = resolve_model_settings(model_flags(settings), process_environment);
     clients::TransportOptions transport;
-    if (const std::optional<std::int64_t> retries = count_option(args, "retries", 0)) {
-      if (*retries > 10) throw UsageError("--retries must be at most 10");
-      transport.max_attempts = static_cast<int>(*retries) + 1;
-    }
+    transport.max_attempts = static_cast<int>(settings.number("retries").value_or(3)) + 1;
     c.live = make_live_client(*c.settings, process_environment, transport,
-                              args.flag("constrain-replies"));
+                              settings.on("constrain_replies"));
     c.client = c.live->client;
   }
   const std::optional<std::string> record = args.value("record");
@@ -120,17 +82,19 @@ RunCost run_cost(const ReviewClient& c, const std::vector<AgentOutcome>& outcome
   return cost;
 }
 
-ReviewerTools review_tools(const ParsedArgs& args, const ReviewSource& source,
-                           const std::shared_ptr<FirstAnswer>& signal) {
-  if (!args.flag("tools")) return {};
+ReviewerTools review_tools(const ParsedArgs& args, const EffectiveSettings& settings,
+                           const ReviewSource& source, const std::shared_ptr<FirstAnswer>& signal) {
+  if (!settings.on("tools")) return {};
   return notifying_tools(make_reviewer_tools(review_tree(source, args)), signal);
 }
 
 int run_review(const ParsedArgs& args, const Io& io) {
   check_source_flags(args);
+  const EffectiveSettings settings = resolve_settings(args, process_environment);
+  for (const std::string& w : settings.warnings)
+    io.err << "tessik-agents review: warning: " << w << '\n';
   const ReviewOutput output = review_output(args);
-  const std::optional<std::int64_t> jobs = count_option(args, "jobs", 1);
-  const ReviewClient client = review_client(args);
+  const ReviewClient client = review_client(args, settings);
   const ReviewSource source = read_review_source(args, io.in);
   if (source.changes.empty()) {
     io.out << "Nothing to review: " << source.described << " has no changes.\n";
@@ -139,7 +103,8 @@ int run_review(const ParsedArgs& args, const Io& io) {
   const std::optional<SharedAnalysisResult> shared = read_shared(args);
   const auto signal = std::make_shared<FirstAnswer>();
   const AgentSet set =
-      load_agent_set(args, client.client, review_tools(args, source, signal),
+      load_agent_set(args.value("builtin"), settings.text("custom_agents"), client.client,
+                     review_tools(args, settings, source, signal),
                      client.settings ? client.settings->max_tokens : DEFAULT_MAX_TOKENS);
   for (const std::string& w : set.warnings)
     io.err << "tessik-agents review: warning: " << w << '\n';
@@ -150,10 +115,11 @@ int run_review(const ParsedArgs& args, const Io& io) {
     // The analysis log repeats what the verdicts show; keep it off stderr.
     ScopedLogCapture quiet_agent(Log::agent, LogLevel::warning);
     ScopedLogCapture quiet_position(Log::position, LogLevel::warning);
-    report.outcomes = run_agents(set.agents, source.changes, shared ? &*shared : nullptr,
-                                 {.jobs = static_cast<std::size_t>(jobs.value_or(0)),
-                                  .cache_warmup = !args.flag("no-cache-warmup"),
-                                  .first_answer = signal});
+    report.outcomes =
+        run_agents(set.agents, source.changes, shared ? &*shared : nullptr,
+                   {.jobs = static_cast<std::size_t>(settings.number("jobs").value_or(0)),
+                    .cache_warmup = settings.on("cache_warmup"),
+                    .first_answer = signal});
   }
   const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
   if (client.live) report.cost = run_cost(client, report.outcomes, wall.count());
@@ -162,7 +128,7 @@ int run_review(const ParsedArgs& args, const Io& io) {
 }
 
 std::vector<OptionSyntax> review_options() {
-  return {
+  std::vector<OptionSyntax> options{
       {"diff", true, "FILE", "the change as a unified diff (git diff); - reads stdin"},
       {"git", true, "RANGE",
        "the change from git: the uncommitted changes, or RANGE (A..B, A...B, a commit)", false,
@@ -170,26 +136,15 @@ std::vector<OptionSyntax> review_options() {
       {"repo", true, "DIR", "the git repository of --git and --tools (default: .)"},
       {"replies", true, "DIR",
        "recorded replies: DIR/<agent>.json, optional DIR/<agent>.meta.json"},
-      {"provider", true, "NAME", "messages or openai (default: $TESSIK_PROVIDER, else messages)"},
-      {"endpoint", true, "URL",
-       "base URL of the model server (default: $TESSIK_ENDPOINT, else the hosted API)"},
-      {"model", true, "NAME", "the model to review with (default: $TESSIK_MODEL)"},
-      {"api-key-env", true, "VAR",
-       "the variable holding the key (default: ANTHROPIC_API_KEY or OPENAI_API_KEY)"},
-      {"max-tokens", true, "N", "token budget of each agent's reply (default: 8192)"},
-      {"timeout", true, "SECONDS", "time allowed for one model request (default: 600)"},
-      {"retries", true, "N", "retries of a request the server failed or throttled (default: 3)"},
-      {"tools", false, "", "give every agent the read_file, read_lines and find_code tools"},
-      {"constrain-replies", false, "",
-       "hold replies without tools to the verdict shapes too (for small local models)"},
-      {"jobs", true, "N", "agents analysing at once (default: all)"},
-      {"no-cache-warmup", false, "", "send every agent's request at once"},
-      {"record", true, "DIR", "write each agent's reply where --replies reads it"},
-      {"verbose", false, "", "show each agent's iterations, time and tokens"},
-      shared_option(),
-      builtin_option(),
-      custom_option(),
-      json_option()};
+      config_option()};
+  for (OptionSyntax& o : setting_options()) options.push_back(std::move(o));
+  for (OptionSyntax o :
+       {OptionSyntax{"record", true, "DIR", "write each agent's reply where --replies reads it"},
+        OptionSyntax{"verbose", false, "", "show each agent's iterations, time and tokens"},
+        shared_option(), builtin_option(), json_option()}) {
+    options.push_back(std::move(o));
+  }
+  return options;
 }
 
 std::vector<OptionSyntax> all_review_options() {

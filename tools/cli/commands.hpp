@@ -22,6 +22,7 @@ Command show_command();
 Command validate_command();
 Command prompt_command();
 Command review_command();
+Command config_command();
 
 // Options several commands share.
 OptionSyntax diff_option();
@@ -29,6 +30,7 @@ OptionSyntax builtin_option();
 OptionSyntax custom_option();
 OptionSyntax shared_option();
 OptionSyntax json_option();
+OptionSyntax config_option();
 
 }  // namespace tessik::cli
 

@@ -8,6 +8,8 @@
 #include <tessik/foundation/detail/value_words.hpp>
 #include <tessik/foundation/text.hpp>
 
+#include "lint/closest_key.hpp"
+
 namespace tessik::lint {
 namespace {
 
@@ -19,21 +21,6 @@ constexpr std::array<std::string_view, 11> kDefinitionKeys{
     "system_prompt", "focus_areas",        "trigger_patterns",
     "expertise",     "severity_default",   "enabled",
     "version",       "max_tool_iterations"};
-
-std::size_t edit_distance(std::string_view a, std::string_view b) {
-  std::vector<std::size_t> row(b.size() + 1);
-  for (std::size_t j = 0; j <= b.size(); ++j) row[j] = j;
-  for (std::size_t i = 1; i <= a.size(); ++i) {
-    std::size_t diagonal = row[0];
-    row[0] = i;
-    for (std::size_t j = 1; j <= b.size(); ++j) {
-      const std::size_t above = row[j];
-      row[j] = std::min({row[j] + 1, row[j - 1] + 1, diagonal + (a[i - 1] == b[j - 1] ? 0 : 1)});
-      diagonal = above;
-    }
-  }
-  return row[b.size()];
-}
 
 // Collects the diagnostics of one file.
 class Linter {
@@ -212,23 +199,7 @@ class Linter {
 }  // namespace
 
 std::string closest_definition_key(std::string_view key) {
-  const std::string low = lower(key);
-  std::string best;
-  std::size_t best_distance = 3;
-  for (std::string_view candidate : kDefinitionKeys) {
-    // Lengths two apart or more cannot be within two edits.
-    const std::size_t gap = low.size() > candidate.size() ? low.size() - candidate.size()
-                                                          : candidate.size() - low.size();
-    if (gap > 2) continue;
-    const std::size_t d = edit_distance(low, candidate);
-    const bool near =
-        d == 0 || (candidate.size() >= 6 && d <= 2) || (candidate.size() < 6 && d <= 1);
-    if (near && d < best_distance) {
-      best = candidate;
-      best_distance = d;
-    }
-  }
-  return best;
+  return closest_key(key, kDefinitionKeys);
 }
 
 std::vector<Diagnostic> lint_definition(const std::string& file, const DefinitionSource& source) {

@@ -47,8 +47,14 @@ std::string AgentSet::origin(const std::string& name) const {
 
 AgentSet load_agent_set(const ParsedArgs& args, const std::shared_ptr<AIClient>& client,
                         const ReviewerTools& tools, std::int64_t max_tokens) {
-  const std::optional<std::string> builtin = args.value("builtin");
-  const AIConfig config{.ai_max_tokens = max_tokens, .custom_agents_dir = args.value("custom")};
+  return load_agent_set(args.value("builtin"), args.value("custom"), client, tools, max_tokens);
+}
+
+AgentSet load_agent_set(const std::optional<std::string>& builtin,
+                        const std::optional<std::string>& custom,
+                        const std::shared_ptr<AIClient>& client, const ReviewerTools& tools,
+                        std::int64_t max_tokens) {
+  const AIConfig config{.ai_max_tokens = max_tokens, .custom_agents_dir = custom};
   AgentSet set;
   {
     ScopedLogCapture capture(Log::agent, LogLevel::warning);

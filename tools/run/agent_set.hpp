@@ -38,6 +38,13 @@ struct AgentSet {
 AgentSet load_agent_set(const ParsedArgs& args, const std::shared_ptr<AIClient>& client,
                         const ReviewerTools& tools = {}, std::int64_t max_tokens = 8192);
 
+// The same from the built-in and custom folders themselves (nullopt: the
+// installed built-in agents; no custom agents).
+AgentSet load_agent_set(const std::optional<std::string>& builtin,
+                        const std::optional<std::string>& custom,
+                        const std::shared_ptr<AIClient>& client, const ReviewerTools& tools,
+                        std::int64_t max_tokens);
+
 // The bytes of a diff: the file `source`, or `in` when it is "-". Throws
 // InvalidValueError naming the text-file limit past it, and what
 // `read_file_bytes` throws for an unreadable file.
