@@ -115,6 +115,11 @@ Attempt perform(CURL* h, const HttpRequest& request, curl_slist* headers,
   curl_easy_setopt(h, CURLOPT_POST, 1L);
   curl_easy_setopt(h, CURLOPT_POSTFIELDS, request.body.data());
   curl_easy_setopt(h, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(request.body.size()));
+  if (request.method == "GET") {
+    curl_easy_setopt(h, CURLOPT_HTTPGET, 1L);
+  } else if (request.method != "POST") {
+    curl_easy_setopt(h, CURLOPT_CUSTOMREQUEST, request.method.c_str());
+  }
   curl_easy_setopt(h, CURLOPT_HTTPHEADER, headers);
   curl_easy_setopt(h, CURLOPT_NOSIGNAL, 1L);
   curl_easy_setopt(h, CURLOPT_TCP_KEEPALIVE, 1L);
@@ -243,8 +248,8 @@ HttpResponse HttpTransport::post(const HttpRequest& request) {
   if (Log::agent.enabled_for(LogLevel::debug)) {
     std::string names;
     for (const std::string& h : request.headers) names += (names.empty() ? "" : "; ") + h;
-    Log::agent.debug("[tessik] POST %s (%d bytes) headers: %s", request.url, request.body.size(),
-                     redact(names));
+    Log::agent.debug("[tessik] %s %s (%d bytes) headers: %s", request.method, request.url,
+                     request.body.size(), redact(names));
   }
   for (int attempt = 1;; ++attempt) {
     Attempt a;

@@ -17,7 +17,9 @@ namespace tessik::clients::detail {
 struct HttpRequest {
   std::string url;
   std::vector<std::string> headers;  // "name: value"
-  std::string body;                  // JSON text, sent as a POST body
+  std::string body;                  // JSON text, sent as the body
+  // "POST" (the models' calls); "GET" sends no body; "PATCH", "PUT" send it.
+  std::string method = "POST";
 };
 
 struct HttpResponse {
@@ -44,7 +46,7 @@ class HttpTransport {
   HttpTransport(const HttpTransport&) = delete;
   HttpTransport& operator=(const HttpTransport&) = delete;
 
-  // Posts `request`, retrying as the options say, and returns the last
+  // Sends `request` with its method, retrying as the options say, and returns the last
   // answer whatever its status. Throws ProviderError (status 0) when no
   // answer came: refused, timed out, reset on the last attempt, reply over
   // the size cap.

@@ -37,7 +37,8 @@ void check_source_flags(const ParsedArgs& args) {
   }
 }
 
-ReviewSource read_review_source(const ParsedArgs& args, std::istream& in) {
+ReviewSource read_review_source(const ParsedArgs& args, std::istream& in,
+                                const std::optional<std::string>& range_override) {
   check_source_flags(args);
   const std::optional<std::string> diff = args.value("diff");
   ReviewSource source;
@@ -46,7 +47,7 @@ ReviewSource read_review_source(const ParsedArgs& args, std::istream& in) {
     source.described = *diff == "-" ? "standard input" : *diff;
     text = read_diff_bytes(*diff, in);
   } else {
-    const std::optional<std::string> range = git_range(args);
+    const std::optional<std::string> range = range_override ? range_override : git_range(args);
     source.described = range ? *range : "the working tree";
     source.git = read_git_change(repository(args), range, kMaxTextFileBytes);
     text = std::move(source.git->patch);

@@ -19,8 +19,8 @@
 
 #include <tessik/models.hpp>
 
-#include "cli/cli_args.hpp"
 #include "change/git/git_change.hpp"
+#include "cli/cli_args.hpp"
 #include "reviewer_tools/source_tree.hpp"
 
 namespace tessik::cli {
@@ -34,11 +34,13 @@ struct ReviewSource {
 // Throws UsageError when neither or both of --diff and --git are given.
 void check_source_flags(const ParsedArgs& args);
 
-// The change named by --diff or --git. Throws UsageError when neither or
+// The change named by --diff or --git (with `range`, that range instead of
+// --git's own: the commits --since-last-review picked). Throws UsageError when neither or
 // both are given, git::GitError when the repository or range is unknown,
 // InvalidValueError naming the text-file limit for a change past it, and
 // for a non-empty diff that holds no file change.
-ReviewSource read_review_source(const ParsedArgs& args, std::istream& in);
+ReviewSource read_review_source(const ParsedArgs& args, std::istream& in,
+                                const std::optional<std::string>& range = std::nullopt);
 
 // The new side of the change for the reviewer tools: the new side of a
 // --git change, else the working tree of the repository (--repo or the

@@ -11,6 +11,7 @@
 #include "change/review_source.hpp"
 #include "cli/commands.hpp"
 #include "cli/review_output.hpp"
+#include "cli/review_post.hpp"
 #include "config/effective_settings.hpp"
 #include "model/live_client.hpp"
 #include "model/recording_client.hpp"
@@ -94,8 +95,10 @@ int run_review(const ParsedArgs& args, const Io& io) {
   for (const std::string& w : settings.warnings)
     io.err << "tessik-agents review: warning: " << w << '\n';
   const ReviewOutput output = review_output(args);
+  std::optional<ReviewPost> post = prepare_post(args, process_environment);
   const ReviewClient client = review_client(args, settings);
-  const ReviewSource source = read_review_source(args, io.in);
+  const ReviewSource source =
+      read_review_source(args, io.in, post ? post->git_range : std::nullopt);
   if (source.changes.empty()) {
     io.out << "Nothing to review: " << source.described << " has no changes.\n";
     return EXIT_OK;
@@ -124,7 +127,8 @@ int run_review(const ParsedArgs& args, const Io& io) {
   const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
   if (client.live) report.cost = run_cost(client, report.outcomes, wall.count());
 
-  return finish_review(report, output, io);
+  const int status = finish_review(report, output, io);
+  return post ? post_to_github(*post, report, source.changes, io, status) : status;
 }
 
 std::vector<OptionSyntax> review_options() {
@@ -150,6 +154,7 @@ std::vector<OptionSyntax> review_options() {
 std::vector<OptionSyntax> all_review_options() {
   std::vector<OptionSyntax> options = review_options();
   for (OptionSyntax& o : review_output_options()) options.push_back(std::move(o));
+  for (OptionSyntax& o : review_post_options()) options.push_back(std::move(o));
   return options;
 }
 

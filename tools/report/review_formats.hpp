@@ -6,6 +6,8 @@
 #define TESSIK_TOOLS_REPORT_REVIEW_FORMATS_HPP_
 
 #include <iosfwd>
+#include <string_view>
+#include <vector>
 
 #include <tessik/foundation/value.hpp>
 
@@ -18,7 +20,16 @@ namespace tessik::cli {
 // summary, the findings as a table, each one's suggestion and replacement
 // below it, the cost line, and a collapsed section with the skipped agents,
 // left-out files, the findings the selection left out and the warnings.
-void write_markdown(std::ostream& os, const ReviewReport& report);
+//
+// `view` narrows it for the summary of a posted review: `note` follows the
+// first line, only `listed` findings (when given) are shown, and
+// `not_listed` are counted as left out for want of room.
+struct MarkdownView {
+  std::string_view note{};
+  const std::vector<ReportedFinding>* listed = nullptr;
+  std::size_t not_listed = 0;
+};
+void write_markdown(std::ostream& os, const ReviewReport& report, const MarkdownView& view = {});
 
 // One workflow annotation per finding: "error" for high, "warning" for
 // medium, "notice" for low and info, titled "AGENTS: CATEGORY", spanning the

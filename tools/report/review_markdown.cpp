@@ -17,18 +17,18 @@ void write_agents(std::ostream& os, const ReviewReport& report) {
   }
 }
 
-void write_findings(std::ostream& os, const ReviewReport& report) {
+void write_findings(std::ostream& os, const std::vector<ReportedFinding>& findings) {
   os << "\n| # | location | severity | category | confidence | agents | issue |\n"
         "|---|---|---|---|---|---|---|\n";
   std::size_t n = 0;
-  for (const ReportedFinding& r : report.findings) {
+  for (const ReportedFinding& r : findings) {
     const AIReview& f = r.finding;
     os << "| " << ++n << " | " << markdown_location(f) << " | " << f.severity << " | "
        << markdown_inline(f.category) << " | " << text_form(f.confidence) << " | "
        << markdown_inline(agents_text(r)) << " | " << markdown_inline(text_form(f.issue)) << " |\n";
   }
   n = 0;
-  for (const ReportedFinding& r : report.findings) {
+  for (const ReportedFinding& r : findings) {
     os << "\n#### " << ++n << ". " << markdown_location(r.finding) << "\n\n"
        << finding_markdown(r, false, false);
   }
@@ -48,14 +48,21 @@ void write_left_out(std::ostream& os, const ReviewReport& report) {
 
 }  // namespace
 
-void write_markdown(std::ostream& os, const ReviewReport& report) {
+void write_markdown(std::ostream& os, const ReviewReport& report, const MarkdownView& view) {
   const std::size_t files = report.files, agents = report.outcomes.size();
   const std::size_t findings = report.findings.size();
   os << "### Code review\n\nReviewed " << files << (files == 1 ? " file" : " files") << " with "
      << agents << (agents == 1 ? " agent" : " agents") << ": " << findings
      << (findings == 1 ? " finding" : " findings") << ".\n\n";
+  if (!view.note.empty()) os << view.note << "\n\n";
   write_agents(os, report);
-  if (!report.findings.empty()) write_findings(os, report);
+  const std::vector<ReportedFinding>& listed = view.listed ? *view.listed : report.findings;
+  if (!listed.empty()) write_findings(os, listed);
+  if (view.not_listed > 0) {
+    os << '\n'
+       << view.not_listed
+       << " more findings are not shown: a GitHub comment holds at most 65,536 characters.\n";
+  }
   if (report.cost) os << "\n<sub>" << markdown_inline(cost_line(*report.cost)) << "</sub>\n";
   write_left_out(os, report);
 }
