@@ -30,6 +30,8 @@ class History : public ::testing::Test {
     repo.write("crlf.txt", "first\r\nchanged \xe9\r\n");
     repo.write("bin.dat", std::string("\0\1\2", 3));
     repo.commit("third");
+    repo.git("tag -a -m root v1 HEAD~2");
+    repo.git("tag -a -m third v3 HEAD");
     repo.write("a.txt", "one\n2\nthree\nfour");
     repo.git("rm -q gone.txt");
     repo.git("mv moved_from.txt moved_to.txt");
@@ -50,6 +52,12 @@ TEST_F(History, EveryRangeFormGivesTheFilesGitDiffGives) {
       {"HEAD~1", "diff HEAD~2 HEAD~1"},
       {"HEAD~2", "diff 4b825dc642cb6eb9a060e54bf8d69288fbee4904 HEAD~2"},  // the root commit
       {"HEAD~1...HEAD", "diff HEAD~1 HEAD"},
+      {"v1...v3", "diff v1...v3"},  // annotated tags
+      {"v1..v3", "diff v1 v3"},
+      {"v3", "diff HEAD~1 HEAD"},
+      {"HEAD^!", "diff HEAD^!"},
+      {"v3^-", "diff HEAD^-"},
+      {"HEAD~1^-1", "diff HEAD~1^-1"},
   };
   for (const Case& c : cases) {
     const GitChange change = read_git_change(repo.path(), c.range);
@@ -86,6 +94,11 @@ TEST(GitChange, BadInputsNameWhatIsWrong) {
   repo.write("a.txt", "a\n");
   repo.commit("one");
   testing::TempDir plain;
+  // A copy of the git directory whose config says nothing of core.bare: no
+  // working tree, although libgit2 would take the folder around it for one.
+  const std::filesystem::path git_dir = plain / "copy.git";
+  std::filesystem::copy(repo / ".git", git_dir, std::filesystem::copy_options::recursive);
+  repo.git("config -f " + (git_dir / "config").string() + " --unset core.bare");
   struct Case {
     std::filesystem::path dir;
     std::optional<std::string> range;
@@ -96,6 +109,9 @@ TEST(GitChange, BadInputsNameWhatIsWrong) {
       {repo.path(), "nosuchbranch", "git does not know the revision range 'nosuchbranch'"},
       {repo.path(), "HEAD..nosuch", "git does not know the revision range 'HEAD..nosuch'"},
       {repo.path(), "HEAD~5", "git does not know the revision range 'HEAD~5'"},
+      {repo.path(), "nosuch^!", "git does not know the revision range 'nosuch^!'"},
+      {repo.path(), "HEAD^-2", "'HEAD^-2' names parent 2 of a commit with 0 parents"},
+      {git_dir, std::nullopt, "without a working tree"},
   };
   for (const Case& c : cases) {
     try {

@@ -135,7 +135,7 @@ std::vector<OptionSyntax> review_options() {
   std::vector<OptionSyntax> options{
       {"diff", true, "FILE", "the change as a unified diff (git diff); - reads stdin"},
       {"git", true, "RANGE",
-       "the change from git: the uncommitted changes, or RANGE (A..B, A...B, a commit)", false,
+       "the change from git: the uncommitted changes, or RANGE (A..B, A...B, C^!, C^-N, C)", false,
        true},
       {"repo", true, "DIR", "the git repository of --git and --tools (default: .)"},
       {"replies", true, "DIR",

@@ -7,8 +7,10 @@
 // No range: the working tree (with the index) against HEAD, as `git diff HEAD`
 // shows it; files git does not track yet are not part of it. "A..B": the
 // tree of A against the tree of B. "A...B": the merge base of A and B against
-// B. Anything else names one commit, reviewed against its first parent (the
-// empty tree for a root commit). Renames are detected as `git diff` does by
+// B. "C^!": C against its first parent; "C^-N": C against its parent N (the
+// first without N). Anything else names one commit, reviewed against its
+// first parent (the empty tree for a root commit). Tags name the commits
+// they point at. Renames are detected as `git diff` does by
 // default; binary files appear as git's "Binary files ... differ" line.
 #ifndef TESSIK_TOOLS_CHANGE_GIT_GIT_CHANGE_HPP_
 #define TESSIK_TOOLS_CHANGE_GIT_GIT_CHANGE_HPP_
@@ -25,13 +27,14 @@ namespace tessik::cli {
 struct GitChange {
   std::string patch;                    // the unified diff, byte for byte as git writes it
   std::filesystem::path git_dir;        // the repository's .git directory
-  std::filesystem::path top_level;      // the working tree's top; empty for a bare repository
+  std::filesystem::path top_level;      // the working tree's top; empty without one
   std::optional<std::string> new_tree;  // hex id of the new side's tree; none: the working tree
 };
 
 // Produces the change of the repository holding `directory`. Throws
 // git::GitError when `directory` is in no repository, git does not know the
-// range, or the working tree is asked of a bare repository;
+// range, or the working tree is asked of a git directory without one (a bare
+// repository, or a git directory whose config names no core.worktree);
 // InvalidValueError naming the limit when the patch would exceed
 // `max_bytes` (it is never built past that size).
 GitChange read_git_change(const std::filesystem::path& directory,
