@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include <tessik/clients/detail/chat_stream.hpp>
 #include <tessik/clients/detail/chat_wire.hpp>
 #include <tessik/clients/detail/client_setup.hpp>
 #include <tessik/clients/detail/session.hpp>
@@ -25,7 +26,10 @@ struct ChatCompletionsClient::Impl {
       : options(std::move(o)),
         session(detail::join_url(options.endpoint, "/chat/completions"), chat_headers(options),
                 options.transport, detail::provider_label(options.provider_name, options.endpoint),
-                options.api_key),
+                options.api_key,
+                {.make = options.stream ? &detail::chat_reply_stream : nullptr,
+                 .body_members = R"(, "stream": true, "stream_options": {"include_usage": true})",
+                 .progress = options.progress}),
         plain_schema(options.constrain_plain_replies ? output_config_for_three_state() : Value()) {}
 
   ChatCompletionsClientOptions options;
@@ -76,7 +80,9 @@ CompletionResult ChatCompletionsClient::complete_with_tools(const Value& message
           },
       .answer = &detail::append_chat_tool_results,
   };
-  return detail::run_tool_loop(messages, options.max_iterations, options.tool_handlers, steps);
+  return detail::run_tool_loop(messages, options.max_iterations,
+                               impl_->session.observed(options.tool_handlers, options.agent_name),
+                               steps);
 }
 
 }  // namespace tessik::clients

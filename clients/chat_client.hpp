@@ -35,6 +35,7 @@
 #include <string>
 
 #include <tessik/ai_client.hpp>
+#include <tessik/clients/call_progress.hpp>
 #include <tessik/clients/transport_options.hpp>
 #include <tessik/clients/usage.hpp>
 
@@ -55,6 +56,12 @@ struct ChatCompletionsClientOptions {
   bool structured_output = true;
   // Send response_format on the plain path too.
   bool constrain_plain_replies = false;
+  // Ask for the reply as a stream of server-sent events, so that a stalled
+  // server is noticed (TransportOptions::idle_timeout) and progress can be
+  // shown. A server that answers with one JSON body instead works as well.
+  bool stream = true;
+  // Told what each call is doing (see call_progress.hpp); may be empty.
+  ProgressObserver progress{};
   TransportOptions transport{};
 };
 

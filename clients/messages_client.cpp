@@ -5,6 +5,7 @@
 #include <vector>
 
 #include <tessik/clients/detail/client_setup.hpp>
+#include <tessik/clients/detail/messages_stream.hpp>
 #include <tessik/clients/detail/messages_wire.hpp>
 #include <tessik/clients/detail/session.hpp>
 #include <tessik/finding_schema.hpp>
@@ -25,7 +26,10 @@ struct MessagesClient::Impl {
       : options(std::move(o)),
         session(detail::join_url(options.endpoint, "/v1/messages"), messages_headers(options),
                 options.transport, detail::provider_label(options.provider_name, options.endpoint),
-                options.api_key),
+                options.api_key,
+                {.make = options.stream ? &detail::messages_reply_stream : nullptr,
+                 .body_members = R"(, "stream": true)",
+                 .progress = options.progress}),
         plain_schema(options.constrain_plain_replies ? output_config_for_three_state() : Value()) {}
 
   MessagesClientOptions options;
@@ -77,7 +81,9 @@ CompletionResult MessagesClient::complete_with_tools(const Value& messages,
           },
       .answer = &detail::append_messages_tool_results,
   };
-  return detail::run_tool_loop(messages, options.max_iterations, options.tool_handlers, steps);
+  return detail::run_tool_loop(messages, options.max_iterations,
+                               impl_->session.observed(options.tool_handlers, options.agent_name),
+                               steps);
 }
 
 }  // namespace tessik::clients

@@ -10,7 +10,9 @@
 // 503, 504 or 529, or when the connection breaks before a complete answer
 // (reset, closed, truncated). It is never retried on any other status
 // (400, 401, 403 and 404 in particular), on a timeout, on a refused
-// connection or on an oversized reply. The wait before retry n (1-based) is
+// connection or on an oversized reply. A streamed reply is also retried
+// when it stalls (no byte for `idle_timeout`) or ends before its final
+// event. The wait before retry n (1-based) is
 // `backoff_initial * 2^(n-1)`, at most `backoff_max`, scaled by a random
 // factor in [0.5, 1] (jitter, so that agents sharing a rate limit do not
 // retry in step). A `retry-after` header in seconds raises the wait to that
@@ -34,8 +36,13 @@ struct TransportOptions {
   // Time allowed for one whole attempt, connecting to the last byte of the
   // reply: 10 min, since a long reply with extended thinking takes minutes.
   std::chrono::milliseconds request_timeout{600'000};
-  // Largest reply body accepted; the transfer is aborted as soon as it is
-  // passed, whether or not the server announced the length.
+  // Longest silence allowed in a streamed reply, waiting for its first byte
+  // included: 120 s (hosted servers send keep-alive pings far more often).
+  // The attempt then ends and is retried. Zero turns it off. Replies that
+  // were not asked to stream are bounded by `request_timeout` alone.
+  std::chrono::milliseconds idle_timeout{120'000};
+  // Largest reply body accepted, every streamed byte counted; the transfer is aborted as soon as it
+  // is passed, whether or not the server announced the length.
   std::size_t max_response_bytes = kDefaultMaxResponseBytes;
   // Attempts per call, the first included: 4 (three retries).
   int max_attempts = 4;

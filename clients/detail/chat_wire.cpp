@@ -111,7 +111,10 @@ std::optional<std::string> common_stop_reason(const Value* finish_reason) {
 }
 
 DecodedReply decode_chat_reply(std::string_view body) {
-  const Value root = parse_reply(body);
+  return decode_chat_completion(parse_reply(body), body);
+}
+
+DecodedReply decode_chat_completion(const Value& root, std::string_view body) {
   if (!root.is_mapping()) {
     throw InvalidValueError("the reply is " + kind_phrase(root) +
                             ", not an object; it begins: " + excerpt(body));

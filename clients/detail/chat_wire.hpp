@@ -42,6 +42,10 @@ std::optional<std::string> common_stop_reason(const Value* finish_reason);
 // naming what is wrong.
 DecodedReply decode_chat_reply(std::string_view body);
 
+// The same for a completion already parsed (a streamed reply's chunks, put
+// together); `body` is only quoted in messages.
+DecodedReply decode_chat_completion(const Value& root, std::string_view body);
+
 // Appends the assistant message of `reply` and one tool message per call.
 void append_chat_tool_results(Value& conversation, const DecodedReply& reply,
                               const std::vector<ToolOutcome>& outcomes);

@@ -7,6 +7,7 @@
 #include <cctype>
 #include <charconv>
 #include <cstdint>
+#include <exception>
 #include <mutex>
 #include <random>
 #include <string>
@@ -33,20 +34,67 @@ void init_curl_once() {
 // What one attempt collected.
 struct Transfer {
   std::size_t cap = 0;
+  std::size_t received = 0;  // body bytes, streamed or collected
   std::string body;
   bool too_large = false;
   std::optional<milliseconds> retry_after;
+  long status = 0;           // of the last status line seen
+  std::string content_type;  // lower case
+  // Streaming: the receiver (null when not asked for), whether this answer
+  // goes to it, and why it was cut short.
+  StreamReceiver* receiver = nullptr;
+  bool decided = false, streaming = false, stalled = false;
+  std::exception_ptr refused;
+  milliseconds idle_timeout{0};
+  std::chrono::steady_clock::time_point last_activity{};
+  curl_off_t last_up = 0, last_down = 0;
 };
+
+bool streamed_answer(const Transfer& t) {
+  return t.receiver && t.status >= 200 && t.status <= 299 &&
+         t.content_type.rfind("text/event-stream", 0) == 0;
+}
 
 std::size_t on_body(char* data, std::size_t size, std::size_t count, void* user) {
   auto& t = *static_cast<Transfer*>(user);
   const std::size_t n = size * count;
-  if (n > t.cap - t.body.size()) {
+  if (!t.decided) {
+    t.decided = true;
+    t.streaming = streamed_answer(t);
+    if (t.streaming) t.receiver->start();
+  }
+  t.last_activity = std::chrono::steady_clock::now();
+  if (n > t.cap - t.received) {
     t.too_large = true;
     return 0;  // aborts the transfer
   }
-  t.body.append(data, n);
+  t.received += n;
+  if (!t.streaming) {
+    t.body.append(data, n);
+    return n;
+  }
+  try {
+    t.receiver->receive(std::string_view(data, n));
+  } catch (...) {
+    t.refused = std::current_exception();
+    return 0;
+  }
   return n;
+}
+
+// Called by libcurl at least once a second while a transfer runs: ends an
+// attempt that has neither sent nor received a byte for the idle timeout.
+int on_progress(void* user, curl_off_t, curl_off_t down, curl_off_t, curl_off_t up) {
+  auto& t = *static_cast<Transfer*>(user);
+  const auto now = std::chrono::steady_clock::now();
+  if (down != t.last_down || up != t.last_up) {
+    t.last_down = down;
+    t.last_up = up;
+    t.last_activity = now;
+  }
+  if (now - t.last_activity < t.idle_timeout) return 0;
+  t.stalled = true;
+  return 1;  // aborts the transfer
 }
 
 bool starts_with_nocase(std::string_view text, std::string_view prefix) {
@@ -63,8 +111,20 @@ std::size_t on_header(char* data, std::size_t size, std::size_t count, void* use
   auto& t = *static_cast<Transfer*>(user);
   const std::string_view line(data, size * count);
   constexpr std::string_view kName = "retry-after:";
+  t.last_activity = std::chrono::steady_clock::now();
   if (starts_with_nocase(line, "http/")) {
     t.retry_after.reset();
+    t.content_type.clear();
+    const std::size_t blank = line.find(' ');
+    if (blank != std::string_view::npos) {
+      std::from_chars(line.data() + blank + 1, line.data() + line.size(), t.status);
+    }
+  } else if (starts_with_nocase(line, "content-type:")) {
+    for (char c : line.substr(13)) {
+      if (c != ' ' && c != '\t' && c != '\r' && c != '\n') {
+        t.content_type += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+      }
+    }
   } else if (starts_with_nocase(line, kName)) {
     std::string_view v = line.substr(kName.size());
     while (!v.empty() && (v.front() == ' ' || v.front() == '\t')) v.remove_prefix(1);
@@ -82,7 +142,7 @@ struct SListFree {
 };
 using SList = std::unique_ptr<curl_slist, SListFree>;
 
-SList header_list(const std::vector<std::string>& headers) {
+SList header_list(const std::vector<std::string>& headers, bool stream) {
   curl_slist* list = nullptr;
   auto add = [&list](const char* h) {
     curl_slist* next = curl_slist_append(list, h);
@@ -93,7 +153,7 @@ SList header_list(const std::vector<std::string>& headers) {
     list = next;
   };
   add("Content-Type: application/json");
-  add("Accept: application/json");
+  add(stream ? "Accept: text/event-stream, application/json" : "Accept: application/json");
   add("Expect:");  // no 100-continue round trip before large bodies
   for (const std::string& h : headers) add(h.c_str());
   return SList(list);
@@ -105,10 +165,13 @@ struct Attempt {
   Transfer transfer;
 };
 
-Attempt perform(CURL* h, const HttpRequest& request, curl_slist* headers,
-                const TransportOptions& o) {
+Attempt perform(CURL* h, const HttpRequest& request, curl_slist* headers, const TransportOptions& o,
+                StreamReceiver* receiver) {
   Attempt a;
   a.transfer.cap = o.max_response_bytes;
+  a.transfer.receiver = receiver;
+  a.transfer.idle_timeout = o.idle_timeout;
+  a.transfer.last_activity = std::chrono::steady_clock::now();
   curl_easy_reset(h);  // keeps the handle's live connections
   curl_easy_setopt(h, CURLOPT_URL, request.url.c_str());
   curl_easy_setopt(h, CURLOPT_PROTOCOLS_STR, "http,https");
@@ -130,6 +193,11 @@ Attempt perform(CURL* h, const HttpRequest& request, curl_slist* headers,
   curl_easy_setopt(h, CURLOPT_WRITEDATA, &a.transfer);
   curl_easy_setopt(h, CURLOPT_HEADERFUNCTION, &on_header);
   curl_easy_setopt(h, CURLOPT_HEADERDATA, &a.transfer);
+  if (receiver && o.idle_timeout.count() > 0) {
+    curl_easy_setopt(h, CURLOPT_NOPROGRESS, 0L);
+    curl_easy_setopt(h, CURLOPT_XFERINFOFUNCTION, &on_progress);
+    curl_easy_setopt(h, CURLOPT_XFERINFODATA, &a.transfer);
+  }
   a.code = curl_easy_perform(h);
   curl_easy_getinfo(h, CURLINFO_RESPONSE_CODE, &a.status);
   return a;
@@ -141,11 +209,21 @@ bool retryable_code(CURLcode code) noexcept {
          code == CURLE_PARTIAL_FILE;
 }
 
+// A streamed answer that ended before its final event.
+bool cut_stream(const Attempt& a) {
+  return a.code == CURLE_OK && a.transfer.streaming && !a.transfer.receiver->complete();
+}
+
 std::string failure_text(const Attempt& a, const HttpRequest& request, const TransportOptions& o) {
   if (a.transfer.too_large || a.code == CURLE_FILESIZE_EXCEEDED) {
     return "the reply is larger than the limit of " + std::to_string(o.max_response_bytes) +
            " bytes";
   }
+  if (a.transfer.stalled) {
+    return "nothing arrived from " + request.url + " for " +
+           std::to_string(o.idle_timeout.count()) + " ms (the idle timeout)";
+  }
+  if (cut_stream(a)) return "the event stream ended before its final event";
   switch (a.code) {
     case CURLE_COULDNT_CONNECT:
       return "could not connect to " + request.url + " (connection refused or unreachable)";
@@ -166,6 +244,17 @@ std::string failure_text(const Attempt& a, const HttpRequest& request, const Tra
       return "the endpoint URL " + request.url + " is not an http or https URL";
     default:
       return std::string("the transfer failed: ") + curl_easy_strerror(a.code);
+  }
+}
+
+// Why the receiver refused a stream: what it threw.
+std::string refusal_reason(const std::exception_ptr& refused) {
+  try {
+    std::rethrow_exception(refused);
+  } catch (const std::exception& e) {
+    return e.what();
+  } catch (...) {
+    return "the event stream was refused";
   }
 }
 
@@ -243,8 +332,8 @@ std::string HttpTransport::redact(std::string text) const {
   return text;
 }
 
-HttpResponse HttpTransport::post(const HttpRequest& request) {
-  const SList headers = header_list(request.headers);
+HttpResponse HttpTransport::post(const HttpRequest& request, StreamReceiver* receiver) {
+  const SList headers = header_list(request.headers, receiver != nullptr);
   if (Log::agent.enabled_for(LogLevel::debug)) {
     std::string names;
     for (const std::string& h : request.headers) names += (names.empty() ? "" : "; ") + h;
@@ -260,12 +349,18 @@ HttpResponse HttpTransport::post(const HttpRequest& request) {
         void* h;
         ~Release() { self->release(h); }
       } release_guard{this, h};
-      a = perform(static_cast<CURL*>(h), request, headers.get(), options_);
+      a = perform(static_cast<CURL*>(h), request, headers.get(), options_, receiver);
     }
     const bool last = attempt >= options_.max_attempts;
-    if (a.code == CURLE_OK) {
+    if (a.transfer.refused) {
+      throw ProviderError(redact(provider_ + ": " + refusal_reason(a.transfer.refused) + " (HTTP " +
+                                 std::to_string(a.status) + ")"),
+                          provider_, a.status, attempt);
+    }
+    if (a.code == CURLE_OK && !cut_stream(a)) {
       if (last || !retryable_status(a.status)) {
-        return {a.status, std::move(a.transfer.body), a.transfer.retry_after, attempt};
+        return {a.status, std::move(a.transfer.body), a.transfer.retry_after, attempt,
+                a.transfer.streaming};
       }
       milliseconds wait = jittered(backoff_delay(options_, attempt));
       if (a.transfer.retry_after) {
@@ -276,7 +371,8 @@ HttpResponse HttpTransport::post(const HttpRequest& request) {
       std::this_thread::sleep_for(wait);
       continue;
     }
-    if (last || a.transfer.too_large || !retryable_code(a.code)) {
+    const bool broken = retryable_code(a.code) || a.transfer.stalled || cut_stream(a);
+    if (last || a.transfer.too_large || !broken) {
       std::string message = provider_ + ": " + failure_text(a, request, options_);
       if (attempt > 1) message += " (after " + std::to_string(attempt) + " attempts)";
       throw ProviderError(redact(std::move(message)), provider_, 0, attempt);

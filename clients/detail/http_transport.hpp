@@ -8,6 +8,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <tessik/clients/transport_options.hpp>
@@ -27,6 +28,23 @@ struct HttpResponse {
   std::string body;
   std::optional<std::chrono::milliseconds> retry_after;  // from a retry-after header
   int attempts = 1;                                      // attempts made, this one included
+  bool streamed = false;  // the body went to the StreamReceiver and `body` is empty
+};
+
+// Takes a reply that arrives as server-sent events, attempt by attempt.
+// The transport hands an answer to it only when the status is 2xx and the
+// content type is text/event-stream; any other answer is collected in
+// HttpResponse::body as usual.
+class StreamReceiver {
+ public:
+  virtual ~StreamReceiver() = default;
+  // An attempt's streamed answer begins: forget any earlier attempt's.
+  virtual void start() = 0;
+  // The next bytes, as they arrive. Throws (an Error saying what was wrong)
+  // to refuse the stream: the attempt then ends and is not retried.
+  virtual void receive(std::string_view bytes) = 0;
+  // Whether the stream has carried its final event; asked when it ends.
+  virtual bool complete() const = 0;
 };
 
 // True for the statuses worth another attempt: 408, 429, 500, 502, 503,
@@ -50,7 +68,13 @@ class HttpTransport {
   // answer whatever its status. Throws ProviderError (status 0) when no
   // answer came: refused, timed out, reset on the last attempt, reply over
   // the size cap.
-  HttpResponse post(const HttpRequest& request);
+  //
+  // With a `receiver`, the request asks for a stream: an answer streamed as
+  // server-sent events goes to it (HttpResponse::streamed), the idle timeout
+  // applies, and a stream that stalls or ends before its final event counts
+  // as a broken connection (retried). What the receiver throws becomes a
+  // ProviderError with the HTTP status.
+  HttpResponse post(const HttpRequest& request, StreamReceiver* receiver = nullptr);
 
   const TransportOptions& options() const noexcept { return options_; }
   const std::string& provider() const noexcept { return provider_; }

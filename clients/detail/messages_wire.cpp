@@ -74,7 +74,10 @@ Value messages_request_body(const MessagesClientOptions& options, const Messages
 }
 
 DecodedReply decode_messages_reply(std::string_view body) {
-  const Value root = parse_reply(body);
+  return decode_messages_message(parse_reply(body), body);
+}
+
+DecodedReply decode_messages_message(const Value& root, std::string_view body) {
   if (!root.is_mapping()) {
     throw InvalidValueError("the reply is " + kind_phrase(root) +
                             ", not an object; it begins: " + excerpt(body));

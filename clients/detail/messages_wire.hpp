@@ -35,6 +35,10 @@ std::int64_t thinking_budget(std::int64_t configured, std::int64_t max_tokens) n
 // content block of the wrong shape.
 DecodedReply decode_messages_reply(std::string_view body);
 
+// The same for a reply already parsed (a streamed reply's message, put
+// together); `body` is only quoted in messages.
+DecodedReply decode_messages_message(const Value& root, std::string_view body);
+
 // Appends the assistant turn of `reply` and one user turn of tool_result
 // blocks to `conversation`.
 void append_messages_tool_results(Value& conversation, const DecodedReply& reply,

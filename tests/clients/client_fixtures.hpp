@@ -4,6 +4,7 @@
 #ifndef TESSIK_TESTS_CLIENTS_CLIENT_FIXTURES_HPP_
 #define TESSIK_TESTS_CLIENTS_CLIENT_FIXTURES_HPP_
 
+#include <algorithm>
 #include <chrono>
 #include <map>
 #include <mutex>
@@ -16,6 +17,7 @@
 #include <tessik/clients/messages_client.hpp>
 #include <tessik/detail/ai_client.hpp>
 #include <tessik/foundation/errors.hpp>
+#include <tessik/foundation/json.hpp>
 #include <tessik/foundation/value.hpp>
 
 #include "stub_server.hpp"
@@ -119,6 +121,123 @@ inline Value chat_tool_calls(
                                                  {"content", Value()},
                                                  {"tool_calls", Value(std::move(list))}}},
                       {"finish_reason", "tool_calls"}}}}};
+}
+
+// `text` in up to three pieces, cut between code points.
+inline std::vector<std::string> pieces(const std::string& text) {
+  std::vector<std::string> out;
+  std::size_t at = 0;
+  for (int left = 3; left > 0 && at < text.size(); --left) {
+    std::size_t end = left == 1 ? text.size() : at + (text.size() - at) / left;
+    while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) ++end;
+    if (end > at) out.push_back(text.substr(at, end - at));
+    at = end;
+  }
+  return out;
+}
+
+// The events a Messages server streams for the whole reply `reply` (as
+// messages_text and messages_tool_use build it), a ping and a comment among
+// them.
+inline std::vector<std::string> messages_events(const Value& reply) {
+  auto event = [](const std::string& name, Value::Mapping data) {
+    data.set("type", name);
+    return "event: " + name + "\ndata: " + to_json(Value(std::move(data))) + "\n\n";
+  };
+  Value::Mapping usage_in, usage_out;
+  for (const auto& [key, value] : reply.find("usage")->as_mapping()) {
+    (key == Value("output_tokens") ? usage_out : usage_in).set(key, value);
+  }
+  std::vector<std::string> out{
+      event("message_start", {{"message", Value::Mapping{{"id", "msg_1"},
+                                                         {"type", "message"},
+                                                         {"role", "assistant"},
+                                                         {"content", Value::Sequence{}},
+                                                         {"stop_reason", Value()},
+                                                         {"usage", Value(usage_in)}}}}),
+      ": keep-alive\n\nevent: ping\ndata: {\"type\": \"ping\"}\n\n"};
+  std::int64_t index = 0;
+  for (const Value& block : reply.find("content")->as_sequence()) {
+    Value start = block;
+    const bool text = *block.find("type") == Value("text");
+    const char* key = text ? "text" : "input";
+    const std::string whole = text ? block.find(key)->as_string() : to_json(*block.find(key));
+    start.as_mapping().set(key, text ? Value("") : Value(Value::Mapping{}));
+    out.push_back(event("content_block_start", {{"index", index}, {"content_block", start}}));
+    for (const std::string& piece : pieces(whole)) {
+      const Value delta =
+          text ? Value::Mapping{{"type", "text_delta"}, {"text", piece}}
+               : Value::Mapping{{"type", "input_json_delta"}, {"partial_json", piece}};
+      out.push_back(event("content_block_delta", {{"index", index}, {"delta", delta}}));
+    }
+    out.push_back(event("content_block_stop", {{"index", index++}}));
+  }
+  out.push_back(event("message_delta",
+                      {{"delta", Value::Mapping{{"stop_reason", *reply.find("stop_reason")}}},
+                       {"usage", Value(usage_out)}}));
+  out.push_back(event("message_stop", {}));
+  return out;
+}
+
+// The chunks a chat completions server streams for the whole reply `reply`
+// (as chat_text and chat_tool_calls build it), with CR LF line ends.
+inline std::vector<std::string> chat_events(const Value& reply) {
+  auto chunk = [](Value delta, Value finish = Value()) {
+    return "data: " +
+           to_json(Value::Mapping{
+               {"object", "chat.completion.chunk"},
+               {"choices", Value::Sequence{Value::Mapping{
+                               {"index", 0}, {"delta", delta}, {"finish_reason", finish}}}}}) +
+           "\r\n\r\n";
+  };
+  const Value& choice = reply.find("choices")->as_sequence()[0];
+  const Value& message = *choice.find("message");
+  std::vector<std::string> out{chunk(Value::Mapping{{"role", "assistant"}})};
+  if (const Value* content = message.find("content"); content->is_string()) {
+    for (const std::string& piece : pieces(content->as_string())) {
+      out.push_back(chunk(Value::Mapping{{"content", piece}}));
+    }
+  }
+  std::int64_t index = 0;
+  const Value* calls = message.find("tool_calls");
+  for (const Value& call : calls ? calls->as_sequence() : Value::Sequence{}) {
+    const Value& function = *call.find("function");
+    auto call_delta = [&](Value::Mapping item) {
+      item.set("index", index);
+      return chunk(Value::Mapping{{"tool_calls", Value::Sequence{Value(std::move(item))}}});
+    };
+    out.push_back(call_delta(
+        {{"id", *call.find("id")},
+         {"type", "function"},
+         {"function", Value::Mapping{{"name", *function.find("name")}, {"arguments", ""}}}}));
+    for (const std::string& piece : pieces(function.find("arguments")->as_string())) {
+      out.push_back(call_delta({{"function", Value::Mapping{{"arguments", piece}}}}));
+    }
+    ++index;
+  }
+  out.push_back(chunk(Value::Mapping{}, *choice.find("finish_reason")));
+  if (const Value* usage = reply.find("usage")) {
+    out.push_back(
+        "data: " + to_json(Value::Mapping{{"choices", Value::Sequence{}}, {"usage", *usage}}) +
+        "\r\n\r\n");
+  }
+  out.push_back("data: [DONE]\r\n\r\n");
+  return out;
+}
+
+// A stub entry streaming `events`: the first after `first` seconds, the
+// others spread evenly so that the last leaves `last` seconds after the
+// request; plus extra fields.
+inline Value streamed(const std::vector<std::string>& events, double first = 0, double last = 0,
+                      Value::Mapping extra = {}) {
+  Value::Sequence chunks;
+  const double step =
+      events.size() > 1 ? std::max(0.0, last - first) / static_cast<double>(events.size() - 1) : 0;
+  for (std::size_t i = 0; i < events.size(); ++i) {
+    chunks.push_back(Value::Sequence{i == 0 ? first : step, events[i]});
+  }
+  extra.set("stream", Value(std::move(chunks)));
+  return Value(std::move(extra));
 }
 
 // A read-file handler over fixed contents, recording its inputs.

@@ -13,6 +13,9 @@ entry that matches and has uses left answers it. An entry may hold:
     body            a text sent as the body
     repeat          with body: how many times the body text is repeated
     delay           seconds to wait before answering (a model's think time)
+    stream          a list of [seconds, text] pairs: the body is sent as
+                    text/event-stream in chunks, each text after waiting
+                    its seconds (with repeat: the list that many times)
     action          "hang": never answer; "close": close the connection
                     without answering; "truncate": announce more bytes than
                     are sent, then close; "unannounced": send no length
@@ -96,6 +99,9 @@ def make_handler(script, recorder):
             if action == "close":
                 self.close_connection = True
                 return
+            if "stream" in entry:
+                self.stream(entry)
+                return
             if "json" in entry:
                 payload = json.dumps(entry["json"]).encode("utf-8")
             else:
@@ -116,6 +122,28 @@ def make_handler(script, recorder):
             self.wfile.write(payload)
             self.wfile.flush()
             if action == "truncate":
+                self.close_connection = True
+
+        def stream(self, entry):
+            self.send_response(entry.get("status", 200))
+            headers = {"Content-Type": "text/event-stream"}
+            headers.update(entry.get("headers", {}))
+            for name, value in headers.items():
+                self.send_header(name, value)
+            self.send_header("Transfer-Encoding", "chunked")
+            self.end_headers()
+            self.wfile.flush()
+            try:
+                for seconds, text in entry["stream"] * entry.get("repeat", 1):
+                    if seconds:
+                        time.sleep(seconds)
+                    data = text.encode("utf-8")
+                    if data:  # an empty chunk would end the body
+                        self.wfile.write(b"%x\r\n%s\r\n" % (len(data), data))
+                    self.wfile.flush()
+                self.wfile.write(b"0\r\n\r\n")
+                self.wfile.flush()
+            except (BrokenPipeError, ConnectionResetError):
                 self.close_connection = True
 
     return Handler

@@ -1,0 +1,85 @@
+#include <tessik/clients/detail/sse_decoder.hpp>
+
+#include <cstring>
+
+#include <tessik/clients/detail/reply_text.hpp>
+#include <tessik/foundation/errors.hpp>
+
+namespace tessik::clients::detail {
+namespace {
+
+const char* line_end(const char* at, const char* end) {
+  for (; at != end; ++at) {
+    if (*at == '\n' || *at == '\r') return at;
+  }
+  return end;
+}
+
+}  // namespace
+
+void SseDecoder::feed(std::string_view bytes, const EventSink& sink) {
+  const char* at = bytes.data();
+  const char* const end = at + bytes.size();
+  if (after_cr_ && at != end) {
+    if (*at == '\n') ++at;
+    after_cr_ = false;
+  }
+  while (at != end) {
+    const char* stop = line_end(at, end);
+    if (stop == end) {
+      line_.append(at, end);
+      return;
+    }
+    if (line_.empty()) {
+      line(std::string_view(at, static_cast<std::size_t>(stop - at)), sink);
+    } else {
+      line_.append(at, stop);
+      const std::string whole = std::move(line_);
+      line_.clear();
+      line(whole, sink);
+    }
+    at = stop + 1;
+    if (*stop == '\r') {
+      if (at == end) {
+        after_cr_ = true;
+      } else if (*at == '\n') {
+        ++at;
+      }
+    }
+  }
+}
+
+void SseDecoder::line(std::string_view text, const EventSink& sink) {
+  if (!started_) {
+    constexpr std::string_view kBom = "\xEF\xBB\xBF";
+    if (text.substr(0, kBom.size()) == kBom) text.remove_prefix(kBom.size());
+    started_ = true;
+  }
+  if (text.empty()) {
+    if (has_data_) sink(event_.empty() ? std::string_view("message") : event_, data_);
+    event_.clear();
+    data_.clear();
+    has_data_ = false;
+    return;
+  }
+  if (text.front() == ':') return;  // a comment: keep-alive
+  const std::size_t colon = text.find(':');
+  const std::string_view field = text.substr(0, colon);
+  std::string_view value;
+  if (colon != std::string_view::npos) {
+    value = text.substr(colon + 1);
+    if (!value.empty() && value.front() == ' ') value.remove_prefix(1);
+  }
+  if (field == "data") {
+    if (has_data_) data_ += '\n';
+    data_.append(value);
+    has_data_ = true;
+  } else if (field == "event") {
+    event_.assign(value);
+  } else if (field != "id" && field != "retry") {
+    throw InvalidValueError("the event stream holds a line that is not an event field: " +
+                            excerpt(text));
+  }
+}
+
+}  // namespace tessik::clients::detail
