@@ -87,17 +87,29 @@ struct Protocol {
   const char* stream_members;  // what a streaming request adds to the body
 };
 
+clients::MessagesClientOptions options_for(const clients::MessagesClient*, const std::string& url) {
+  return messages_options(url);
+}
+clients::ChatCompletionsClientOptions options_for(const clients::ChatCompletionsClient*,
+                                                  const std::string& url) {
+  return chat_options(url);
+}
+
+template <class Client>
+std::unique_ptr<AIClient> make_client(const std::string& url, bool stream,
+                                      clients::TransportOptions t,
+                                      clients::ProgressObserver progress) {
+  auto o = options_for(static_cast<const Client*>(nullptr), url);
+  o.stream = stream;
+  o.transport = t;
+  o.progress = std::move(progress);
+  return std::make_unique<Client>(o);
+}
+
 const Protocol& messages_protocol() {
   static const Protocol p{
       "messages",
-      [](const std::string& url, bool stream, clients::TransportOptions t,
-         clients::ProgressObserver progress) -> std::unique_ptr<AIClient> {
-        auto o = messages_options(url);
-        o.stream = stream;
-        o.transport = t;
-        o.progress = std::move(progress);
-        return std::make_unique<clients::MessagesClient>(o);
-      },
+      &make_client<clients::MessagesClient>,
       &messages_events,
       messages_text("done ü"),
       messages_tool_use({{"t1", "read_file", Value::Mapping{{"path", "a.py"}}},
@@ -109,14 +121,7 @@ const Protocol& messages_protocol() {
 
 const Protocol& chat_protocol() {
   static const Protocol p{"chat",
-                          [](const std::string& url, bool stream, clients::TransportOptions t,
-                             clients::ProgressObserver progress) -> std::unique_ptr<AIClient> {
-                            auto o = chat_options(url);
-                            o.stream = stream;
-                            o.transport = t;
-                            o.progress = std::move(progress);
-                            return std::make_unique<clients::ChatCompletionsClient>(o);
-                          },
+                          &make_client<clients::ChatCompletionsClient>,
                           &chat_events,
                           chat_text("done ü"),
                           chat_tool_calls({{"c1", "read_file", R"({"path": "a.py"})"},
