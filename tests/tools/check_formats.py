@@ -29,10 +29,10 @@ ANNOTATION = re.compile(
 HOSTILE = "Uses `eval` at 100% on {1} [here](0)\n<script>@octocat</script> | done"
 
 
-def run(*args, replies=None, diff=None):
+def run(*args, replies=None, diff=None, cwd=None):
     cmd = [TOOL, "review", "--diff", diff or os.path.join(EXAMPLES, "change.diff"),
            "--replies", replies or os.path.join(EXAMPLES, "replies"), *args]
-    return subprocess.run(cmd, capture_output=True, text=True)
+    return subprocess.run(cmd, capture_output=True, text=True, cwd=cwd)
 
 
 def finding(path, line, severity="medium", issue="x", confidence=0.9, replacement=None):
@@ -134,7 +134,7 @@ class ReviewFormats(unittest.TestCase):
             self.assertEqual(md.count("shop/orders.py:20 |"), 1)
 
     def test_filters_merging_and_fail_on(self):
-        r = run("--json", "--min-severity", "MEDIUM", "--min-confidence", "0.92")
+        r = run("--json", "--min-severity", "medium", "--min-confidence", "0.92")
         report = json.loads(r.stdout)
         self.assertEqual(report["selection"],
                          {"below_severity": 1, "below_confidence": 1, "merged": []})
@@ -164,6 +164,13 @@ class ReviewFormats(unittest.TestCase):
                 self.assertEqual(run("--fail-on", fail_on, replies=d).returncode, status, fail_on)
             self.assertEqual(run("--fail-on", "low", "--min-severity", "high",
                                  replies=d).returncode, 0)
+            # The same settings as keys of the project's .tessik.yaml.
+            subprocess.run(["git", "init", "-q", d], check=True)
+            with open(os.path.join(d, ".tessik.yaml"), "w") as f:
+                f.write("fail_on: medium\nmin_severity: medium\nformat: rdjson\n")
+            r = run(replies=d, cwd=d)
+            self.assertEqual(r.returncode, 1)
+            self.assertEqual(len(json.loads(r.stdout)["diagnostics"]), 1)
 
 
 class ValidateSarif(unittest.TestCase):

@@ -29,7 +29,7 @@ TEST(ConfigSchema, EverySettingHasItsPropertyAndNothingElse) {
   const Value::Mapping& properties = schema.find("properties")->as_mapping();
   EXPECT_EQ(properties.size(), all_settings().size());
   EXPECT_EQ(*schema.find("additionalProperties"), Value(false));
-  const char* types[] = {"string", "string", "integer", "number", "boolean", "array"};
+  const char* types[] = {"string", "string", "integer", "number", "boolean", "array", "number"};
   for (const Setting& s : all_settings()) {
     const Value* p = properties.find(s.key);
     ASSERT_NE(p, nullptr) << s.key;

@@ -94,8 +94,8 @@ int run_review(const ParsedArgs& args, const Io& io) {
   const EffectiveSettings settings = resolve_settings(args, process_environment);
   for (const std::string& w : settings.warnings)
     io.err << "tessik-agents review: warning: " << w << '\n';
-  const ReviewOutput output = review_output(args);
-  std::optional<ReviewPost> post = prepare_post(args, process_environment);
+  const ReviewOutput output = review_output(args, settings);
+  std::optional<ReviewPost> post = prepare_post(args, settings, process_environment);
   const ReviewClient client = review_client(args, settings);
   const ReviewSource source =
       read_review_source(args, io.in, post ? post->git_range : std::nullopt);
@@ -153,7 +153,6 @@ std::vector<OptionSyntax> review_options() {
 
 std::vector<OptionSyntax> all_review_options() {
   std::vector<OptionSyntax> options = review_options();
-  for (OptionSyntax& o : review_output_options()) options.push_back(std::move(o));
   for (OptionSyntax& o : review_post_options()) options.push_back(std::move(o));
   return options;
 }

@@ -1,57 +1,26 @@
 #include "cli/review_output.hpp"
 
-#include <charconv>
 #include <ostream>
 
 #include "report/review_formats.hpp"
 
 namespace tessik::cli {
-namespace {
 
-std::optional<int> severity_option(const ParsedArgs& args, const std::string& name,
-                                   bool never_allowed) {
-  const std::optional<std::string> text = args.value(name);
-  if (!text) return std::nullopt;
-  if (never_allowed && *text == "never") return std::nullopt;
-  const std::optional<int> rank = severity_level(*text);
-  if (!rank || (never_allowed && *rank == 0)) {
-    throw UsageError("--" + name + " must be high, medium, low" +
-                     (never_allowed ? " or never" : " or info") + ", not '" + *text + "'");
-  }
-  return rank;
-}
-
-double confidence_option(const ParsedArgs& args) {
-  const std::optional<std::string> text = args.value("min-confidence");
-  if (!text) return 0.0;
-  double c = -1;
-  const auto [end, ec] = std::from_chars(text->data(), text->data() + text->size(), c);
-  if (ec != std::errc{} || end != text->data() + text->size() || !(c >= 0.0 && c <= 1.0)) {
-    throw UsageError("--min-confidence must be a number from 0 to 1, not '" + *text + "'");
-  }
-  return c;
-}
-
-}  // namespace
-
-ReviewOutput review_output(const ParsedArgs& args) {
+ReviewOutput review_output(const ParsedArgs& args, const EffectiveSettings& settings) {
+  // --json is the command line's --format json; it wins over a format from
+  // the environment or the file, but not over --format itself.
+  const std::optional<std::string> format =
+      args.flag("json") ? args.value("format") : settings.text("format");
+  const std::string fail_on = settings.text("fail_on").value_or("never");
   return {
-      .format = output_format(args.value("format"), args.flag("json"),
+      .format = output_format(format, args.flag("json"),
                               {OutputFormat::text, OutputFormat::json, OutputFormat::markdown,
                                OutputFormat::github, OutputFormat::sarif, OutputFormat::rdjson}),
-      .filter = {.min_severity = severity_option(args, "min-severity", false).value_or(0),
-                 .min_confidence = confidence_option(args)},
-      .fail_on = severity_option(args, "fail-on", true),
+      .filter = {.min_severity =
+                     severity_level(settings.text("min_severity").value_or("info")).value_or(0),
+                 .min_confidence = settings.seconds("min_confidence").value_or(0.0)},
+      .fail_on = fail_on == "never" ? std::nullopt : severity_level(fail_on),
       .verbose = args.flag("verbose")};
-}
-
-std::vector<OptionSyntax> review_output_options() {
-  return {{"format", true, "FORMAT", "text (default), json, markdown, github, sarif or rdjson"},
-          {"min-severity", true, "LEVEL",
-           "leave out findings below high, medium, low or info (default: info)"},
-          {"min-confidence", true, "C", "leave out findings less confident than C, 0 to 1"},
-          {"fail-on", true, "LEVEL",
-           "exit 1 when a finding is high, medium or low or above (default: never)"}};
 }
 
 int finish_review(ReviewReport& report, const ReviewOutput& output, const Io& io) {

@@ -9,6 +9,7 @@
 
 #include "cli/cli.hpp"
 #include "cli/cli_args.hpp"
+#include "config/effective_settings.hpp"
 #include "report/finding_selection.hpp"
 #include "report/output_format.hpp"
 #include "report/review_report.hpp"
@@ -22,12 +23,11 @@ struct ReviewOutput {
   bool verbose = false;
 };
 
-// --format, --json, --min-severity, --min-confidence, --fail-on, --verbose.
-// Throws UsageError naming the option and the values it takes.
-ReviewOutput review_output(const ParsedArgs& args);
-
-// The options review_output reads, for the command's declaration.
-std::vector<OptionSyntax> review_output_options();
+// The format (--json, or the "format" setting), the "min_severity",
+// "min_confidence" and "fail_on" settings (config/settings_table.cpp; flags,
+// environment or .tessik.yaml, checked there) and --verbose. Throws
+// UsageError for --json with another --format.
+ReviewOutput review_output(const ParsedArgs& args, const EffectiveSettings& settings);
 
 // Selects the findings of `report`, writes it in the chosen format (the
 // selection's note also on standard error for the formats machines read)

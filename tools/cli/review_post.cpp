@@ -1,6 +1,5 @@
 #include "cli/review_post.hpp"
 
-#include <charconv>
 #include <ostream>
 
 #include "change/git/git_handles.hpp"
@@ -55,7 +54,8 @@ std::vector<OptionSyntax> review_post_options() {
            "with --post and --git: review only the commits after the last review's head"}};
 }
 
-std::optional<ReviewPost> prepare_post(const ParsedArgs& args, const Environment& env) {
+std::optional<ReviewPost> prepare_post(const ParsedArgs& args, const EffectiveSettings& settings,
+                                       const Environment& env) {
   const std::optional<std::string> target = args.value("post");
   if (!target) {
     if (args.value("pr")) throw UsageError("--pr names where --post github posts: give --post");
@@ -68,14 +68,7 @@ std::optional<ReviewPost> prepare_post(const ParsedArgs& args, const Environment
   }
   clients::TransportOptions transport;
   transport.request_timeout = std::chrono::seconds(60);
-  if (const std::optional<std::string> retries = args.value("retries")) {
-    int n = -1;
-    const auto [end, ec] = std::from_chars(retries->data(), retries->data() + retries->size(), n);
-    if (ec != std::errc{} || end != retries->data() + retries->size() || n < 0 || n > 10) {
-      throw UsageError("--retries must be a whole number from 0 to 10, not '" + *retries + "'");
-    }
-    transport.max_attempts = n + 1;
-  }
+  transport.max_attempts = static_cast<int>(settings.number("retries").value_or(3)) + 1;
   ReviewPost post{.api =
                       std::make_unique<GitHubApi>(github_target(args.value("pr"), env), transport)};
   post.head_sha = head_commit(*post.api);

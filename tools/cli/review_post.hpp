@@ -11,6 +11,7 @@
 
 #include "cli/cli.hpp"
 #include "cli/cli_args.hpp"
+#include "config/effective_settings.hpp"
 #include "model/model_settings.hpp"
 #include "post/github_api.hpp"
 #include "report/review_report.hpp"
@@ -33,7 +34,8 @@ std::vector<OptionSyntax> review_post_options();
 // Throws UsageError for --post other than github, --pr or
 // --since-last-review without --post, --since-last-review without --git;
 // PostError for a missing token or pull request.
-std::optional<ReviewPost> prepare_post(const ParsedArgs& args, const Environment& env);
+std::optional<ReviewPost> prepare_post(const ParsedArgs& args, const EffectiveSettings& settings,
+                                       const Environment& env);
 
 // Posts the selected findings of `report`, writes what was posted (or why
 // not) to standard error, and returns `status`, or EXIT_FAILED when posting

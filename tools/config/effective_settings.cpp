@@ -38,6 +38,8 @@ std::string expectation(const Setting& s) {
       return "true or false";
     case SettingType::text_list:
       return "a list of non-empty texts";
+    case SettingType::fraction:
+      return "a number from 0 to 1";
   }
   return "";
 }
@@ -72,6 +74,11 @@ bool acceptable(const Setting& s, const Value& v) {
         if (!non_empty_text(item)) return false;
       }
       return true;
+    case SettingType::fraction: {
+      if (!v.is_number()) return false;
+      const double x = v.is_int() ? static_cast<double>(v.as_int()) : v.as_float();
+      return x >= 0 && x <= 1;
+    }
   }
   return false;
 }
@@ -84,7 +91,7 @@ Value from_text(const Setting& s, const std::string& text, const std::string& wh
     std::int64_t n = 0;
     const auto [stop, ec] = std::from_chars(text.data(), end, n);
     if (ec == std::errc{} && stop == end) v = Value(n);
-  } else if (s.type == SettingType::seconds) {
+  } else if (s.type == SettingType::seconds || s.type == SettingType::fraction) {
     double x = 0;
     const auto [stop, ec] = std::from_chars(text.data(), end, x);
     if (ec == std::errc{} && stop == end) v = Value(x);

@@ -52,7 +52,7 @@ class EffectiveSettings {
   // The value as its type: nullopt when it is not set.
   std::optional<std::string> text(std::string_view key) const;
   std::optional<std::int64_t> number(std::string_view key) const;
-  std::optional<double> seconds(std::string_view key) const;
+  std::optional<double> seconds(std::string_view key) const;  // also a fraction's value
   bool on(std::string_view key) const;
   std::vector<std::string> list(std::string_view key) const;
 };

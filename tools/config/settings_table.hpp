@@ -29,6 +29,7 @@ enum class SettingType {
   seconds,       // a number of seconds above 0 and at most `max`
   on_off,        // true or false
   text_list,     // a list of non-empty texts
+  fraction,      // a number from 0 to 1
 };
 
 struct Setting {
