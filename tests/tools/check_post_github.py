@@ -68,7 +68,7 @@ class PostGithub(unittest.TestCase):
         r = self.review()
         self.assertEqual(r.returncode, 1, r.stderr)  # corvin's error verdict
         self.assertIn("Posted a review on acme/shop#7: 3 new inline comments, "
-                      "1 findings in the summary.", r.stderr)
+                      "1 findings outside the changed lines in the summary.", r.stderr)
         (post,) = self.gh.writes()
         sent = json.loads(post["body"])
         self.assertEqual(post["path"], "/repos/acme/shop/pulls/7/reviews")
@@ -99,19 +99,22 @@ class PostGithub(unittest.TestCase):
         self.assertEqual(len(self.gh.reviews), 2)
 
     def test_batches_past_the_comment_limit(self):
-        lines = "".join(f"+line {i}\n" for i in range(1, 131))
+        lines = "".join(f"+line {i}\n" for i in range(1, 301))
         diff = os.path.join(self.dir, "big.diff")
         with open(diff, "w") as f:
             f.write("diff --git a/big.py b/big.py\nnew file mode 100644\n--- /dev/null\n"
-                    f"+++ b/big.py\n@@ -0,0 +1,130 @@\n{lines}")
-        self.gh.shown = {"big.py": [(1, 130)]}
+                    f"+++ b/big.py\n@@ -0,0 +1,300 @@\n{lines}")
+        self.gh.shown = {"big.py": [(1, 300)]}
         self.write("replies/wynn.json", {"status": "findings", "summary": "s", "findings": [
-            finding("big.py", i, f"issue {i}") for i in range(1, 121)]})
+            finding("big.py", i, f"issue {i}") for i in range(1, 231)]})
         r = self.review(diff=diff)
-        self.assertIn("120 new inline comments in 3 reviews of at most 50", r.stderr)
+        self.assertIn("200 new inline comments in 4 reviews of at most 50, 30 past the limit "
+                      "of 200 inline comments put in the summary", r.stderr)
         counts = [len(json.loads(w["body"])["comments"]) for w in self.gh.writes()]
-        self.assertEqual(counts, [50, 50, 20])
-        self.assertIn("(part 2 of 3)", self.gh.reviews[1]["body"])
+        self.assertEqual(counts, [50, 50, 50, 50])
+        self.assertIn("(part 2 of 4)", self.gh.reviews[1]["body"])
+        self.assertIn("So are 30 more on the changed lines", self.gh.reviews[0]["body"])
+        self.assertIn("big.py:230", self.gh.reviews[0]["body"])
 
     def test_refusals_each_name_what_to_fix(self):
         cases = [

@@ -122,10 +122,15 @@ std::string post_review(GitHubApi& api, const ReviewReport& report,
     line += " in " + std::to_string(batches) + " reviews of at most " +
             std::to_string(kMaxCommentsPerReview);
   }
+  if (plan.over_limit > 0) {
+    line += ", " + std::to_string(plan.over_limit) + " past the limit of " +
+            std::to_string(kMaxInlineComments) + " inline comments put in the summary";
+  }
   if (plan.already_posted > 0) {
     line += ", " + std::to_string(plan.already_posted) + " already posted";
   }
-  return line + ", " + std::to_string(plan.outside.size()) + " findings in the summary.";
+  return line + ", " + std::to_string(plan.outside.size() - plan.over_limit) +
+         " findings outside the changed lines in the summary.";
 }
 
 }  // namespace tessik::cli

@@ -116,6 +116,11 @@ ReviewPlan plan_review(const ReviewReport& report,
       ++plan.already_posted;
       continue;
     }
+    if (plan.comments.size() == kMaxInlineComments) {
+      ++plan.over_limit;
+      plan.outside.push_back(r);
+      continue;
+    }
     // A replacement becomes a suggestion only when the lines it replaces
     // are all in the hunk, so that applying it replaces exactly them.
     const std::int64_t last = end_line(f);
@@ -131,10 +136,16 @@ ReviewPlan plan_review(const ReviewReport& report,
 std::string summary_body(const ReviewReport& report, const ReviewPlan& plan,
                          std::string_view head_sha, std::string_view scope) {
   const std::size_t inline_count = report.findings.size() - plan.outside.size();
-  const std::string note = std::string(scope) + " " + std::to_string(inline_count) +
-                           (inline_count == 1 ? " finding is" : " findings are") +
-                           " on the changed lines (inline comments); " +
-                           std::to_string(plan.outside.size()) + " outside them are listed here.";
+  std::string note = std::string(scope) + " " + std::to_string(inline_count) +
+                     (inline_count == 1 ? " finding is" : " findings are") +
+                     " on the changed lines (inline comments); " +
+                     std::to_string(plan.outside.size() - plan.over_limit) +
+                     " outside them are listed here.";
+  if (plan.over_limit > 0) {
+    note += " So are " + std::to_string(plan.over_limit) +
+            " more on the changed lines: a run posts at most " +
+            std::to_string(kMaxInlineComments) + " inline comments.";
+  }
   const std::string marker = "\n" + summary_marker(head_sha);
   std::vector<ReportedFinding> listed = plan.outside;
   for (;;) {

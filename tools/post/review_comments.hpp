@@ -25,6 +25,9 @@ namespace tessik::cli {
 // Inline comments sent in one review at most; more go out in further
 // reviews of this many each.
 inline constexpr std::size_t kMaxCommentsPerReview = 50;
+// Inline comments one run posts at most; findings past it go into the
+// summary, which says so.
+inline constexpr std::size_t kMaxInlineComments = 200;
 // Longest body sent, in bytes: GitHub takes at most 65,536 characters.
 inline constexpr std::size_t kMaxBodyBytes = 65'000;
 
@@ -46,6 +49,7 @@ struct InlineComment {
 struct ReviewPlan {
   std::vector<InlineComment> comments;     // not posted before
   std::size_t already_posted = 0;          // inline findings a marker showed as posted
+  std::size_t over_limit = 0;              // inline findings past kMaxInlineComments
   std::vector<ReportedFinding> outside{};  // for the summary
 };
 
