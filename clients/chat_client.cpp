@@ -67,19 +67,27 @@ CompletionResult ChatCompletionsClient::complete_with_tools(const Value& message
                                                             const ToolCompleteOptions& options) {
   detail::check_messages("ChatCompletionsClient", messages);
   const Value* schema = impl_->options.structured_output ? &options.output_config : nullptr;
-  const detail::ToolLoopSteps steps{
+  const auto send = [&](const Value& conversation, const Value* tools, const Value* format) {
+    const Value body = detail::chat_request_body(impl_->options, {.messages = &conversation,
+                                                                  .system = &options.system,
+                                                                  .max_tokens = options.max_tokens,
+                                                                  .tools = tools,
+                                                                  .response_schema = format});
+    return impl_->session.exchange(body, &detail::decode_chat_reply, options.agent_name);
+  };
+  detail::ToolLoopSteps steps{
       .send =
           [&](const Value& conversation) {
-            const Value body =
-                detail::chat_request_body(impl_->options, {.messages = &conversation,
-                                                           .system = &options.system,
-                                                           .max_tokens = options.max_tokens,
-                                                           .tools = &options.tools,
-                                                           .response_schema = schema});
-            return impl_->session.exchange(body, &detail::decode_chat_reply, options.agent_name);
+            return send(conversation, &options.tools,
+                        impl_->options.constrain_tool_rounds ? schema : nullptr);
           },
       .answer = &detail::append_chat_tool_results,
   };
+  if (schema && schema->is_mapping()) {
+    steps.ask_verdict = [&](const Value& conversation) {
+      return send(conversation, nullptr, schema);
+    };
+  }
   return detail::run_tool_loop(messages, options.max_iterations,
                                impl_->session.observed(options.tool_handlers, options.agent_name),
                                steps);

@@ -17,8 +17,11 @@
 // unknown tool, arguments that are not a JSON object and a handler that
 // throws are answered with an error text). The output configuration goes
 // out as `response_format` {"type": "json_schema", "json_schema": {"name",
-// "strict": true, "schema"}} on the tool path (unless `structured_output`
-// is off) and on the plain path when `constrain_plain_replies` is on.
+// "strict": true, "schema"}}: on the plain path when
+// `constrain_plain_replies` is on; on the tool path (unless
+// `structured_output` is off) only in the one request, without tools, that
+// asks for the verdict when the tool rounds end without one (see
+// run_tool_loop), and beside the tools as well with `constrain_tool_rounds`.
 // `reasoning_enabled` has no portable counterpart here and is ignored.
 //
 // Finish reasons map to the common stop reasons: "stop" -> "end_turn",
@@ -52,8 +55,14 @@ struct ChatCompletionsClientOptions {
   std::string model{};
   // How failures name the server; empty means "model server at <endpoint>".
   std::string provider_name{};
-  // Send response_format on the tool path.
+  // Hold the tool path's final reply to the verdict shapes (response_format
+  // on a last request without tools when the tool rounds end without one).
   bool structured_output = true;
+  // Send response_format beside the tools in every tool round too. Only for
+  // servers known to let the model call tools under it: a server that
+  // compiles the schema into a grammar over the whole reply (llama.cpp's,
+  // for one) then never calls a tool.
+  bool constrain_tool_rounds = false;
   // Send response_format on the plain path too.
   bool constrain_plain_replies = false;
   // Ask for the reply as a stream of server-sent events, so that a stalled

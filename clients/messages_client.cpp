@@ -65,22 +65,29 @@ CompletionResult MessagesClient::complete(const Value& messages, const CompleteO
 CompletionResult MessagesClient::complete_with_tools(const Value& messages,
                                                      const ToolCompleteOptions& options) {
   detail::check_messages("MessagesClient", messages);
-  const Value* output_config = impl_->options.structured_output ? &options.output_config : nullptr;
-  const detail::ToolLoopSteps steps{
+  const Value* schema = impl_->options.structured_output ? &options.output_config : nullptr;
+  const auto send = [&](const Value& conversation, const Value* format, bool tools_off) {
+    const Value body =
+        detail::messages_request_body(impl_->options, {.messages = &conversation,
+                                                       .system = &options.system,
+                                                       .max_tokens = options.max_tokens,
+                                                       .tools = &options.tools,
+                                                       .output_config = format,
+                                                       .reasoning = options.reasoning_enabled,
+                                                       .tools_off = tools_off});
+    return impl_->session.exchange(body, &detail::decode_messages_reply, options.agent_name);
+  };
+  detail::ToolLoopSteps steps{
       .send =
           [&](const Value& conversation) {
-            const Value body = detail::messages_request_body(
-                impl_->options, {.messages = &conversation,
-                                 .system = &options.system,
-                                 .max_tokens = options.max_tokens,
-                                 .tools = &options.tools,
-                                 .output_config = output_config,
-                                 .reasoning = options.reasoning_enabled});
-            return impl_->session.exchange(body, &detail::decode_messages_reply,
-                                           options.agent_name);
+            return send(conversation, impl_->options.constrain_tool_rounds ? schema : nullptr,
+                        false);
           },
       .answer = &detail::append_messages_tool_results,
   };
+  if (schema && schema->is_mapping()) {
+    steps.ask_verdict = [&](const Value& conversation) { return send(conversation, schema, true); };
+  }
   return detail::run_tool_loop(messages, options.max_iterations,
                                impl_->session.observed(options.tool_handlers, options.agent_name),
                                steps);

@@ -15,9 +15,14 @@
 // handlers as tool_result blocks (an unknown tool, input that is not an
 // object and a handler that throws are answered with is_error). The output
 // configuration goes out as the structured-output constraint
-// (output_config.format, a json_schema) unless `structured_output` is off;
-// `reasoning_enabled` turns extended thinking on with
-// `thinking_budget_tokens`.
+// (output_config.format, a json_schema): on the plain path when
+// `constrain_plain_replies` is on; on the tool path (unless
+// `structured_output` is off) in the one request that asks for the verdict
+// when the tool rounds end without one, which keeps the tools (a
+// conversation holding tool_use blocks must define them) but rules their
+// use out with tool_choice "none", and in every tool round as well with
+// `constrain_tool_rounds`. `reasoning_enabled` turns extended thinking on
+// with `thinking_budget_tokens`.
 //
 // The result's stop_reason is the protocol's own ("end_turn", "max_tokens",
 // "tool_use", "refusal", ...). Failures throw ProviderError (a ClientError);
@@ -53,9 +58,13 @@ struct MessagesClientOptions {
   std::string api_version = "2023-06-01";
   // How failures name the server; empty means "model server at <endpoint>".
   std::string provider_name{};
-  // Send the tool path's output configuration as a structured-output
-  // constraint. Turn off for models that refuse the option.
+  // Hold the tool path's final reply to the verdict shapes (a last request
+  // with tool use ruled out when the tool rounds end without one). Turn off
+  // for models that refuse structured output.
   bool structured_output = true;
+  // Send the constraint beside the tools in every tool round too: for
+  // servers known to let the model call tools under it.
+  bool constrain_tool_rounds = false;
   // Constrain plain completions to the three reply shapes as well.
   bool constrain_plain_replies = false;
   // Extended thinking budget when a call asks for reasoning: 4096 tokens.

@@ -57,6 +57,7 @@ Value messages_request_body(const MessagesClientOptions& options, const Messages
   body.set("messages", r.messages ? *r.messages : Value(Value::Sequence{}));
   if (r.tools && r.tools->is_sequence() && !r.tools->as_sequence().empty()) {
     body.set("tools", *r.tools);
+    if (r.tools_off) body.set("tool_choice", Value::Mapping{{"type", "none"}});
   }
   if (r.reasoning) {
     if (const std::int64_t budget = thinking_budget(options.thinking_budget_tokens, r.max_tokens)) {

@@ -20,10 +20,12 @@ struct MessagesRequest {
   const Value* tools = nullptr;
   const Value* output_config = nullptr;  // {"name", "schema"} as finding_schema.hpp builds it
   bool reasoning = false;
+  bool tools_off = false;  // tool_choice "none": the tools stay defined but unusable
 };
 
 // The JSON body: model, max_tokens, system (unchanged), messages, then
-// tools, thinking and output_config when they apply.
+// tools (with tool_choice when tools_off), thinking and output_config when
+// they apply.
 Value messages_request_body(const MessagesClientOptions& options, const MessagesRequest& request);
 
 // The thinking budget a call gets (0: thinking off); see

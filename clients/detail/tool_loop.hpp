@@ -58,12 +58,24 @@ struct ToolLoopSteps {
   std::function<void(Value& conversation, const DecodedReply& reply,
                      const std::vector<ToolOutcome>& outcomes)>
       answer;
+  // Sends the conversation so far once more with tool calls ruled out and
+  // the reply held to the verdict shapes. Empty when verdicts are not held.
+  std::function<DecodedReply(const Value& conversation)> ask_verdict{};
 };
 
 // Runs the exchange starting from `messages`. Each model call is one
 // iteration; a reply that asks for tools when `max_iterations` calls have
 // been made ends the exchange with hit_iteration_cap true. A cap below 1
 // counts as 1.
+//
+// With `ask_verdict`, the tool rounds stay free (a server that forces a
+// reply format over the whole reply would rule tool calls out) and the
+// verdict is held by one more call within the cap: when the model ends
+// without a valid verdict (see is_verdict_reply; a refusal stands as it is),
+// or asks for tools with one iteration left (its calls are answered first),
+// the same conversation goes out through `ask_verdict`. Its reply is the
+// result; hit_iteration_cap is then true only when the cap forced that call
+// and it still gave no verdict.
 CompletionResult run_tool_loop(const Value& messages, std::int64_t max_iterations,
                                const std::map<std::string, ToolHandler>& handlers,
                                const ToolLoopSteps& steps);

@@ -9,11 +9,14 @@
 #include <tessik/foundation/json.hpp>
 
 #include "client_fixtures.hpp"
+#include "strict_schema.hpp"
 
 namespace tessik::testing {
 namespace {
 
 using clients::ChatCompletionsClient;
+
+const char kVerdict[] = R"({"status": "clean", "summary": "ok", "confidence": 1})";
 
 Value strict_format() {
   const Value config = output_config_for_three_state();
@@ -71,7 +74,7 @@ TEST(ChatCompletionsClient, ToolCallsAreAnsweredAsToolMessages) {
                               {"c2", "read_file", "{not json"},
                               {"c3", "grep", "{}"}}),
              {{"times", 1}}),
-      answer(chat_text("{\"status\": \"clean\"}")),
+      answer(chat_text(kVerdict)),
   }));
   ChatCompletionsClient client(chat_options(stub.url()));
   FileTool files(FileTool::Files{{"a.py", "x = 1\n"}});
@@ -83,7 +86,7 @@ TEST(ChatCompletionsClient, ToolCallsAreAnsweredAsToolMessages) {
                             .agent_name = "peregrin",
                             .max_tokens = 900,
                             .output_config = output_config_for_three_state()});
-  EXPECT_EQ(result.text, "{\"status\": \"clean\"}");
+  EXPECT_EQ(result.text, kVerdict);
   EXPECT_EQ(result.stop_reason, "end_turn");
   EXPECT_EQ(result.iterations_used, 2);
   EXPECT_EQ(result.hit_iteration_cap, false);
@@ -98,7 +101,7 @@ TEST(ChatCompletionsClient, ToolCallsAreAnsweredAsToolMessages) {
                                   {"description", "Reads a file of the change."},
                                   {"parameters", *read_file_definition().find("input_schema")}}}};
   EXPECT_EQ(*first.find("tools"), Value(Value::Sequence{function_tool}));
-  EXPECT_EQ(*first.find("response_format"), strict_format());
+  EXPECT_EQ(first.find("response_format"), nullptr);
 
   const Value second = requests[1].json();
   const Value& turns = *second.find("messages");
@@ -146,6 +149,85 @@ TEST(ChatCompletionsClient, EndlessToolCallsStopAtTheIterationCap) {
   const auto requests = stub.requests();
   ASSERT_EQ(requests.size(), 2u);
   EXPECT_EQ(requests[0].json().find("response_format"), nullptr);
+}
+
+// Tool rounds go out without response_format (a server that forces it over
+// the whole reply rules tool calls out); the verdict is held by one more
+// request, without tools, within the cap.
+TEST(ChatCompletionsClient, ToolRoundsAreFreeAndTheVerdictIsAskedForWithinTheCap) {
+  const Value call = chat_tool_calls({{"c", "read_file", R"({"path": "a.py"})"}});
+  const Value verdict = chat_text(kVerdict), prose = chat_text("Looks fine to me.");
+  const struct {
+    const char* name;
+    std::int64_t cap;
+    std::vector<Value> replies;  // one request each, in order
+    bool constrain_tool_rounds;
+    std::string requests;  // f: tools alone, F: tools and format, v: format alone
+    std::int64_t iterations;
+    bool hit_cap;
+  } kCases[] = {
+      {"prose after a tool round is asked again",
+       4,
+       {call, prose, verdict},
+       false,
+       "ffv",
+       3,
+       false},
+      {"a verdict needs no further request", 4, {call, verdict}, false, "ff", 2, false},
+      {"tools wanted with one iteration left: answered, then asked",
+       2,
+       {call, verdict},
+       false,
+       "fv",
+       2,
+       false},
+      {"the request the cap forced without a verdict reports the cap",
+       2,
+       {call, prose},
+       false,
+       "fv",
+       2,
+       true},
+      {"a refusal stands", 4, {chat_text(Value(), "content_filter")}, false, "f", 1, false},
+      {"one iteration leaves no room to ask", 1, {prose}, false, "f", 1, false},
+      {"tool rounds constrained on request", 3, {call, prose, verdict}, true, "FFv", 3, false},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.name);
+    Value::Sequence script;
+    for (const Value& reply : c.replies) script.push_back(answer(reply, {{"times", 1}}));
+    StubServer stub(replies(script));
+    auto options = chat_options(stub.url());
+    options.constrain_tool_rounds = c.constrain_tool_rounds;
+    ChatCompletionsClient client(options);
+    FileTool files(FileTool::Files{{"a.py", "x"}});
+    const CompletionResult result = client.complete_with_tools(
+        user_turn("review"), {.tools = Value::Sequence{read_file_definition()},
+                              .tool_handlers = {{"read_file", files.handler()}},
+                              .max_iterations = c.cap,
+                              .max_tokens = 100,
+                              .output_config = output_config_for_three_state()});
+    EXPECT_EQ(result.iterations_used, c.iterations);
+    EXPECT_EQ(result.hit_iteration_cap, c.hit_cap);
+    const auto requests = stub.requests();
+    ASSERT_EQ(requests.size(), c.requests.size());
+    for (std::size_t i = 0; i < requests.size(); ++i) {
+      const Value body = requests[i].json();
+      const Value* format = body.find("response_format");
+      EXPECT_EQ(body.find("tools") != nullptr, c.requests[i] != 'v') << i;
+      EXPECT_EQ(format != nullptr, c.requests[i] != 'f') << i;
+      if (format) {
+        EXPECT_EQ(*format, strict_format());
+        EXPECT_EQ(strict_schema_problems(*format->find("json_schema")->find("schema")),
+                  std::vector<std::string>{});
+      }
+      // Asked again after prose: the same conversation, the prose left out.
+      if (c.requests[i] == 'v' &&
+          !c.replies[i - 1].find("choices")->as_sequence()[0].find("message")->find("tool_calls")) {
+        EXPECT_EQ(*body.find("messages"), *requests[i - 1].json().find("messages"));
+      }
+    }
+  }
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <tessik/foundation/json.hpp>
 
 #include "client_fixtures.hpp"
+#include "strict_schema.hpp"
 
 namespace tessik::testing {
 namespace {
@@ -92,10 +93,7 @@ TEST(MessagesClient, ToolExchangeRunsTheHandlersAndSendsTheResultsBack) {
     const Value body = r.json();
     EXPECT_EQ(*body.find("tools"), Value(Value::Sequence{read_file_definition()}));
     EXPECT_EQ(*body.find("system"), system_blocks());
-    EXPECT_EQ(*body.find("output_config"),
-              Value(Value::Mapping{
-                  {"format", Value::Mapping{{"type", "json_schema"},
-                                            {"schema", *output_config.find("schema")}}}}));
+    EXPECT_EQ(body.find("output_config"), nullptr);  // the last reply is a verdict
     EXPECT_EQ(*body.find("thinking"),
               Value(Value::Mapping{{"type", "enabled"}, {"budget_tokens", 4096}}));
   }
@@ -147,11 +145,11 @@ TEST(MessagesClient, EndlessToolUseStopsAtTheIterationCap) {
   EXPECT_EQ(files.inputs().size(), 2u);  // the capped round's call is not run
 }
 
-TEST(MessagesClient, ThinkingBudgetFollowsMaxTokensAndStructuredOutputCanBeOff) {
+TEST(MessagesClient, ThinkingBudgetFollowsMaxTokensAndToolRoundsMayCarryTheConstraint) {
   struct Case {
     const char* name;
     std::int64_t max_tokens;
-    bool structured;
+    bool constrain_tool_rounds;
     Value thinking;  // null: no thinking sent
   };
   const Case kCases[] = {
@@ -163,7 +161,7 @@ TEST(MessagesClient, ThinkingBudgetFollowsMaxTokensAndStructuredOutputCanBeOff) 
     SCOPED_TRACE(c.name);
     StubServer stub(replies({answer(messages_text("x"))}));
     auto options = messages_options(stub.url());
-    options.structured_output = c.structured;
+    options.constrain_tool_rounds = c.constrain_tool_rounds;
     MessagesClient client(options);
     client.complete_with_tools(user_turn("u"), {.max_iterations = 1,
                                                 .max_tokens = c.max_tokens,
@@ -172,8 +170,44 @@ TEST(MessagesClient, ThinkingBudgetFollowsMaxTokensAndStructuredOutputCanBeOff) 
     const Value body = stub.requests().at(0).json();
     const Value* thinking = body.find("thinking");
     EXPECT_EQ(thinking ? *thinking : Value(), c.thinking);
-    EXPECT_EQ(body.find("output_config") != nullptr, c.structured);
+    EXPECT_EQ(body.find("output_config") != nullptr, c.constrain_tool_rounds);
   }
+}
+
+// A conversation holding tool_use blocks must define the tools, so the
+// request that asks for the verdict keeps them and rules their use out.
+TEST(MessagesClient, TheVerdictRequestKeepsTheToolsButRulesThemOut) {
+  StubServer stub(replies({
+      answer(messages_tool_use({{"t1", "read_file", Value::Mapping{{"path", "a.py"}}}}),
+             {{"times", 1}}),
+      answer(messages_text("Looks fine."), {{"times", 1}}),
+      answer(messages_text(R"({"status": "clean", "summary": "ok", "confidence": 1})")),
+  }));
+  MessagesClient client(messages_options(stub.url()));
+  FileTool files(FileTool::Files{{"a.py", "x"}});
+  const Value output_config = output_config_for_three_state();
+  const CompletionResult result = client.complete_with_tools(
+      user_turn("review"), {.tools = Value::Sequence{read_file_definition()},
+                            .tool_handlers = {{"read_file", files.handler()}},
+                            .max_iterations = 4,
+                            .max_tokens = 100,
+                            .output_config = output_config});
+  EXPECT_EQ(result.iterations_used, 3);
+  EXPECT_EQ(result.hit_iteration_cap, false);
+  const auto requests = stub.requests();
+  ASSERT_EQ(requests.size(), 3u);
+  for (std::size_t i = 0; i < 2; ++i) {
+    EXPECT_EQ(requests[i].json().find("output_config"), nullptr) << i;
+    EXPECT_EQ(requests[i].json().find("tool_choice"), nullptr) << i;
+  }
+  const Value last = requests[2].json();
+  EXPECT_EQ(*last.find("tools"), Value(Value::Sequence{read_file_definition()}));
+  EXPECT_EQ(*last.find("tool_choice"), Value(Value::Mapping{{"type", "none"}}));
+  EXPECT_EQ(*last.find("messages"), *requests[1].json().find("messages"));
+  const Value& format = *last.find("output_config")->find("format");
+  EXPECT_EQ(*format.find("type"), Value("json_schema"));
+  EXPECT_EQ(*format.find("schema"), *output_config.find("schema"));
+  EXPECT_EQ(strict_schema_problems(*format.find("schema")), std::vector<std::string>{});
 }
 
 }  // namespace

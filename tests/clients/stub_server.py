@@ -16,6 +16,8 @@ entry that matches and has uses left answers it. An entry may hold:
     stream          a list of [seconds, text] pairs: the body is sent as
                     text/event-stream in chunks, each text after waiting
                     its seconds (with repeat: the list that many times)
+    llama           answer as llama.cpp's server would (see llama_server.py);
+                    the other fields are then ignored
     action          "hang": never answer; "close": close the connection
                     without answering; "truncate": announce more bytes than
                     are sent, then close; "unannounced": send no length
@@ -27,10 +29,14 @@ Every request is appended to RECORD as one JSON line, before it is answered:
 "peer_port"}; a RECORD of "-" records nothing. The chosen port is printed as "PORT <n>" on standard output.
 """
 import json
+import os
 import sys
 import threading
 import time
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
+
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import llama_server  # noqa: E402
 
 
 class Script:
@@ -87,7 +93,10 @@ def make_handler(script, recorder):
                 "time": time.monotonic(),
                 "peer_port": self.client_address[1],
             })
-            self.answer(script.pick(body))
+            entry = script.pick(body)
+            if "llama" in entry:
+                entry = llama_server.answer(entry["llama"], self.path, body)
+            self.answer(entry)
 
         def answer(self, entry):
             if entry.get("delay"):
