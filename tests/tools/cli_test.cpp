@@ -193,7 +193,7 @@ TEST(CliReview, ExampleGivesAllThreeVerdictsAndExitsOneForTheError) {
   const Outcome r = run({"review", "--diff", kExampleDiff, "--replies", kExampleReplies});
   EXPECT_EQ(r.status, EXIT_FAILED) << r.err;
   expect_contains(
-      r.out, {"Reviewed 5 files with 4 agents.",
+      r.out, {"Reviewed 5 files with 3 of 4 agents.",
               "corvin: error max_iterations_no_verdict after 5 iterations", "hesper: 1 finding",
               "peregrin: clean, confidence 0.8", "wynn: 2 findings", "shop/orders.py:20  high",
               "    | ~~~python\n"});  // the fence is escaped
@@ -224,7 +224,8 @@ TEST(CliReview, ReplyFilesDecideVerdictAndStatus) {
   r = run({"review", "--diff", kExampleDiff, "--replies", replies.path().string()});
   EXPECT_EQ(r.status, EXIT_FAILED);
   expect_contains(r.out,
-                  {"hesper: failed, FileNotFoundError in ReplayClient.complete", "wynn: clean"});
+                  {"Reviewed 5 files with 3 of 4 agents.",
+                   "hesper: failed, FileNotFoundError in ReplayClient.complete", "wynn: clean"});
 }
 
 // The installed binary: standard input and the process exit status.

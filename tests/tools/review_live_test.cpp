@@ -18,6 +18,7 @@
 #include "clients/stub_server.hpp"
 #include "git_repo.hpp"
 #include "run_cli.hpp"
+#include "strict_schema.hpp"
 
 namespace tessik::cli {
 namespace {
@@ -338,6 +339,84 @@ TEST(LiveReviewSettings, KeyTokensAndConstrainedRepliesReachTheServer) {
       EXPECT_EQ(*req.json().find("max_tokens"), Value(77));
       EXPECT_EQ(req.json().find("response_format") != nullptr, constrain);
     }
+  }
+}
+
+// Against a server that behaves as llama.cpp's does (a reply format is
+// forced over the whole reply, tools offered alone are called once, the
+// model otherwise ends in prose): the tools are called and answered, the
+// verdicts are held wherever the user asked for it, and the schema each
+// protocol receives keeps its strict-mode rules.
+TEST(LiveReviewLocalServer, ToolsAreCalledAndVerdictsHeldOnBothProtocols) {
+  Project project;
+  const Value llama = Value::Mapping{
+      {"llama",
+       Value::Mapping{
+           {"verdict", parse_json(R"({"status": "clean", "findings": null, "summary": "Read it.",)"
+                                  R"( "confidence": 0.8, "error": null})")},
+           {"prose", "The change looks fine to me."},
+           {"tool", Value::Mapping{{"name", "read_file"},
+                                   {"arguments", Value::Mapping{{"path", "src/app.py"}}}}}}}};
+  for (const Protocol& p : {messages_protocol(), chat_protocol()}) {
+    for (const bool tools : {false, true}) {
+      for (const bool constrain : {false, true}) {
+        SCOPED_TRACE(p.provider + (tools ? " --tools" : "") +
+                     (constrain ? " --constrain-replies" : ""));
+        StubServer stub(testing::replies({llama}));
+        std::vector<std::string> args = live_args(p, stub, project);
+        if (!tools) args.pop_back();
+        if (constrain) args.push_back("--constrain-replies");
+        const Outcome r = run(args);
+        const bool held = tools || constrain;
+        EXPECT_EQ(r.status, held ? 0 : 1) << r.err << r.out;
+        EXPECT_EQ(r.out.rfind(held ? "Reviewed 1 file with 4 agents."
+                                   : "Nothing was reviewed: none of the 4 agents gave a verdict "
+                                     "on 1 file.",
+                              0),
+                  0u)
+            << r.out;
+        for (const char* agent : {"corvin", "hesper", "peregrin", "wynn"}) {
+          EXPECT_EQ(r.out.find(std::string(agent) + ": clean") != std::string::npos, held) << r.out;
+        }
+        const std::vector<testing::StubRequest> requests = stub.requests();
+        EXPECT_EQ(requests.size(), tools ? 12u : 4u);
+        std::size_t constrained = 0;
+        for (const testing::StubRequest& req : requests) {
+          const Value body = req.json();
+          const Value* format =
+              p.provider == "openai" ? body.find("response_format") : body.find("output_config");
+          if (!format) continue;
+          ++constrained;
+          const Value& schema = p.provider == "openai"
+                                    ? *format->find("json_schema")->find("schema")
+                                    : *format->find("format")->find("schema");
+          EXPECT_EQ(testing::strict_schema_problems(schema), std::vector<std::string>{});
+          // Tool calls are ruled out wherever the reply format is forced.
+          if (p.provider == "openai") {
+            EXPECT_EQ(body.find("tools"), nullptr);
+          } else if (tools) {
+            EXPECT_EQ(*body.find("tool_choice"), Value(Value::Mapping{{"type", "none"}}));
+          }
+        }
+        EXPECT_EQ(constrained, held ? 4u : 0u);
+        if (!tools) continue;
+        const std::map<std::string, std::string> answers = tool_answers(requests, p);
+        ASSERT_EQ(answers.size(), 4u);  // one call per agent, each with the server's own id
+        for (const auto& [id, text] : answers) {
+          EXPECT_EQ(id.size(), 32u) << id;
+          EXPECT_NE(text.find("return 'hello ' + name"), std::string::npos) << text;
+        }
+      }
+    }
+    // A change over the server's context is refused with its own message, once.
+    StubServer small(
+        testing::replies({Value::Mapping{{"llama", Value::Mapping{{"context", 50}}}}}));
+    const Outcome r = run(live_args(p, small, project));
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE((r.out + r.err).find("exceeds the available context size (50 tokens)"),
+              std::string::npos)
+        << r.out << r.err;
+    EXPECT_LE(small.requests().size(), 4u);
   }
 }
 

@@ -42,6 +42,7 @@ LiveClient make_live_client(const ModelSettings& settings, const Environment& en
   }
   clients::MessagesClientOptions options{
       .endpoint = settings.endpoint, .api_key = api_key(settings, env), .model = settings.model};
+  options.constrain_plain_replies = constrain_replies;
   options.transport = transport;
   return wrap(std::make_shared<clients::MessagesClient>(std::move(options)));
 }

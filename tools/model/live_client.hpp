@@ -34,8 +34,11 @@ struct LiveClient {
 // that a variable named by --api-key-env must be set: UsageError otherwise.
 // `transport` carries the remaining transport settings (tests shorten the
 // backoff). With `constrain_replies`, replies without tools are held to the
-// three verdict shapes too (the tool path always is), so that a small model
-// cannot answer in prose. Throws InvalidValueError for an empty endpoint.
+// three verdict shapes too, on either protocol, so that a small model cannot
+// answer in prose. The tool path always holds its final reply: its tool
+// rounds are free and, when they end without a verdict, one more request
+// asks for it under the schema. Throws InvalidValueError for an empty
+// endpoint.
 LiveClient make_live_client(const ModelSettings& settings, const Environment& env,
                             clients::TransportOptions transport = {},
                             bool constrain_replies = false);

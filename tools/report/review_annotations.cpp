@@ -37,11 +37,7 @@ void write_annotations(std::ostream& os, const ReviewReport& report) {
     const std::string message = verdict_words(o) + ": " + verdict_summary(o);
     os << annotation_line({.level = "warning", .title = o.agent, .message = message}) << '\n';
   }
-  const std::size_t files = report.files, agents = report.outcomes.size();
-  const std::size_t findings = report.findings.size();
-  os << "Reviewed " << files << (files == 1 ? " file" : " files") << " with " << agents
-     << (agents == 1 ? " agent" : " agents") << ": " << findings
-     << (findings == 1 ? " finding" : " findings") << ".\n";
+  os << reviewed_sentence(report, report.findings.size()) << '\n';
 }
 
 }  // namespace tessik::cli

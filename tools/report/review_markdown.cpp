@@ -49,11 +49,7 @@ void write_left_out(std::ostream& os, const ReviewReport& report) {
 }  // namespace
 
 void write_markdown(std::ostream& os, const ReviewReport& report, const MarkdownView& view) {
-  const std::size_t files = report.files, agents = report.outcomes.size();
-  const std::size_t findings = report.findings.size();
-  os << "### Code review\n\nReviewed " << files << (files == 1 ? " file" : " files") << " with "
-     << agents << (agents == 1 ? " agent" : " agents") << ": " << findings
-     << (findings == 1 ? " finding" : " findings") << ".\n\n";
+  os << "### Code review\n\n" << reviewed_sentence(report, report.findings.size()) << "\n\n";
   if (!view.note.empty()) os << view.note << "\n\n";
   write_agents(os, report);
   const std::vector<ReportedFinding>& listed = view.listed ? *view.listed : report.findings;

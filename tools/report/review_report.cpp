@@ -90,10 +90,28 @@ std::optional<std::string> common_failure(const ReviewReport& report) {
          first.failure_message;
 }
 
-void print_report(std::ostream& os, const ReviewReport& report, bool verbose) {
+std::string reviewed_sentence(const ReviewReport& report, std::optional<std::size_t> findings) {
+  const auto count = [](std::size_t n, const char* one, const char* many) {
+    return std::to_string(n) + (n == 1 ? one : many);
+  };
   const std::size_t agents = report.outcomes.size();
-  os << "Reviewed " << report.files << (report.files == 1 ? " file" : " files") << " with "
-     << agents << (agents == 1 ? " agent" : " agents") << ".\n";
+  const auto reviewed = static_cast<std::size_t>(
+      std::count_if(report.outcomes.begin(), report.outcomes.end(),
+                    [](const AgentOutcome& o) { return o.verdict && !o.verdict->is_error(); }));
+  const std::string files = count(report.files, " file", " files");
+  if (reviewed == 0 && agents > 0) {
+    return "Nothing was reviewed: none of the " + count(agents, " agent", " agents") +
+           " gave a verdict on " + files + ".";
+  }
+  std::string sentence = "Reviewed " + files + " with " +
+                         (reviewed == agents ? "" : std::to_string(reviewed) + " of ") +
+                         count(agents, " agent", " agents");
+  if (findings) sentence += ": " + count(*findings, " finding", " findings");
+  return sentence + ".";
+}
+
+void print_report(std::ostream& os, const ReviewReport& report, bool verbose) {
+  os << reviewed_sentence(report) << '\n';
   for (const AgentOutcome& o : report.outcomes) {
     os << '\n';
     print_outcome(os, report, o);

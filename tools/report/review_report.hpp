@@ -35,7 +35,16 @@ bool any_error(const ReviewReport& report);
 // refuses the key), that failure as one line: "KIND in CALL_SITE: MESSAGE".
 std::optional<std::string> common_failure(const ReviewReport& report);
 
-// "Reviewed N files with M agents.", each outcome in the agents' order, then
+// The opening sentence of every report format, which counts the agents that
+// reviewed (a findings or clean verdict), not those that ran:
+//   "Reviewed 1 file with 4 agents."             every agent gave a verdict
+//   "Reviewed 3 files with 2 of 4 agents."       the others failed or erred
+//   "Nothing was reviewed: none of the 4 agents gave a verdict on 1 file."
+// With `findings`, a review that happened says ": K findings." at its end.
+std::string reviewed_sentence(const ReviewReport& report,
+                              std::optional<std::size_t> findings = std::nullopt);
+
+// reviewed_sentence, each outcome in the agents' order, then
 // the cost line (and, with `verbose`, one line per agent). The loading
 // warnings are not part of it: the command writes them to standard error.
 void print_report(std::ostream& os, const ReviewReport& report, bool verbose);
