@@ -13,7 +13,6 @@
 #include <tessik/clients/detail/sse_decoder.hpp>
 #include <tessik/clients/messages_client.hpp>
 #include <tessik/clients/provider_error.hpp>
-#include <tessik/finding_schema.hpp>
 #include <tessik/foundation/json.hpp>
 
 #include "client_fixtures.hpp"
@@ -184,8 +183,7 @@ Exchange tool_exchange(const Protocol& p, bool stream) {
                                             .tool_handlers = {{"read_file", files.handler()}},
                                             .max_iterations = 4,
                                             .agent_name = "corvin",
-                                            .max_tokens = 2048,
-                                            .output_config = output_config_for_three_state()});
+                                            .max_tokens = 2048});
   out.bodies = bodies_without_stream(stub);
   out.tool_inputs = files.inputs();
   const auto requests = stub.requests();
