@@ -16,6 +16,9 @@ Messages protocol, any other chat completions), as the server does:
   - otherwise, offered usable tools and no tool result yet, the model calls
     "tool" with a call id of the server's own making;
   - otherwise it answers in "prose", as a small model does.
+A request with "stream": true is answered with the protocol's server-sent
+events (text and tool arguments in two pieces each), any other as one JSON
+body.
 """
 import json
 import random
@@ -140,8 +143,77 @@ def _error(status, message, **extra):
     return {"status": status, "json": {"error": error}}
 
 
+def _sse(event, data):
+    head = "event: %s\n" % event if event else ""
+    return [0, head + "data: " + (data if isinstance(data, str) else json.dumps(data)) + "\n\n"]
+
+
+def _halves(text):
+    return [text[:len(text) // 2], text[len(text) // 2:]]
+
+
+def _chat_events(reply):
+    choice = reply["choices"][0]
+    message = choice["message"]
+    base = {"id": reply["id"], "object": "chat.completion.chunk"}
+
+    def chunk(delta, finish=None):
+        return _sse(None, dict(base, choices=[{"index": 0, "delta": delta,
+                                               "finish_reason": finish}]))
+    events = [chunk({"role": "assistant", "content": None})]
+    if message["content"]:
+        events.extend(chunk({"content": piece}) for piece in _halves(message["content"]))
+    for i, call in enumerate(message.get("tool_calls", [])):
+        first, second = _halves(call["function"]["arguments"])
+        events.append(chunk({"tool_calls": [{"index": i, "id": call["id"], "type": "function",
+                                             "function": {"name": call["function"]["name"],
+                                                          "arguments": first}}]}))
+        events.append(chunk({"tool_calls": [{"index": i, "function": {"arguments": second}}]}))
+    events.append(chunk({}, choice["finish_reason"]))
+    events.append(_sse(None, dict(base, choices=[], usage=reply["usage"])))
+    events.append(_sse(None, "[DONE]"))
+    return events
+
+
+def _messages_events(reply):
+    start = dict(reply, content=[], stop_reason=None,
+                 usage={"input_tokens": reply["usage"]["input_tokens"], "output_tokens": 0})
+    events = [_sse("message_start", {"type": "message_start", "message": start})]
+    for i, block in enumerate(reply["content"]):
+        if block["type"] == "text":
+            opened, kind, key, whole = dict(block, text=""), "text_delta", "text", block["text"]
+        else:
+            opened, kind, key = dict(block, input={}), "input_json_delta", "partial_json"
+            whole = json.dumps(block["input"])
+        events.append(_sse("content_block_start", {"type": "content_block_start", "index": i,
+                                                   "content_block": opened}))
+        for piece in _halves(whole):
+            events.append(_sse("content_block_delta", {"type": "content_block_delta",
+                                                       "index": i,
+                                                       "delta": {"type": kind, key: piece}}))
+        events.append(_sse("content_block_stop", {"type": "content_block_stop", "index": i}))
+    events.append(_sse("message_delta", {"type": "message_delta",
+                                         "delta": {"stop_reason": reply["stop_reason"],
+                                                   "stop_sequence": None},
+                                         "usage": {"output_tokens":
+                                                   reply["usage"]["output_tokens"]}}))
+    events.append(_sse("message_stop", {"type": "message_stop"}))
+    return events
+
+
 def answer(settings, path, body):
-    """The stub entry ({"status", "json"}) with which the server answers."""
+    """The stub entry with which the server answers: {"status", "json"} or
+    {"stream"} (see stub_server.py)."""
+    entry = _answer(settings, path, body)
+    request = json.loads(body)
+    if request.get("stream") is True and entry.get("status", 200) == 200:
+        messages_api = path.rstrip("/").endswith("/messages")
+        reply = entry["json"]
+        return {"stream": _messages_events(reply) if messages_api else _chat_events(reply)}
+    return entry
+
+
+def _answer(settings, path, body):
     request = json.loads(body)
     messages_api = path.rstrip("/").endswith("/messages")
     tokens = len(body.encode("utf-8")) // 4
