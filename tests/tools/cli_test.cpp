@@ -176,7 +176,7 @@ TEST(CliPrompt, ShowsTheRequestOfOneAgent) {
   EXPECT_EQ(*req.find("tool_path"), Value(false));
   const Value& diff_block = req.find("system")->as_sequence().at(0);
   EXPECT_TRUE(diff_block.find("text")->as_string().starts_with(
-      "File: migrations/0008_order_notes.sql\n@@ -0,0 +1,4 @@\n"));
+      "File: migrations/0008_order_notes.sql\nnew file mode 100644\n@@ -0,0 +1,4 @@\n"));
   EXPECT_NE(diff_block.find("cache_control"), nullptr);
   const std::string& user = req.find("messages")->as_sequence().at(0).find("content")->as_string();
   EXPECT_TRUE(user.starts_with("Context from shared analysis:\nLanguages: python, sql\n"));

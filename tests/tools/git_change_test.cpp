@@ -15,6 +15,13 @@ namespace {
 
 using testing::GitRepo;
 
+// The files as the agents read them, one block each.
+std::string shown(const std::vector<FileChange>& files) {
+  std::string out;
+  for (const FileChange& f : files) out += "File: " + f.file_path + "\n" + f.diff + "\n\n";
+  return out;
+}
+
 // Three commits, then uncommitted edits: CR LF line ends, a byte that is not
 // UTF-8, a binary file, a rename, a deletion and a new staged file.
 class History : public ::testing::Test {
@@ -24,6 +31,8 @@ class History : public ::testing::Test {
     repo.write("crlf.txt", "first\r\nsecond\r\n");
     repo.write("gone.txt", "to be deleted\n");
     repo.write("moved_from.txt", std::string(200, 'm') + "\n");
+    repo.write(".gitattributes", "*.lock -diff\n");
+    repo.write("uv.lock", "v1\n");
     repo.commit("root");
     repo.write("a.txt", "one\n2\nthree\n");
     repo.commit("second");
@@ -36,6 +45,7 @@ class History : public ::testing::Test {
     repo.git("rm -q gone.txt");
     repo.git("mv moved_from.txt moved_to.txt");
     repo.write("staged.txt", "new\n");
+    repo.write("uv.lock", "v2\n");  // binary by attribute, changed only in the working tree
     repo.git("add staged.txt");
   }
   GitRepo repo;
@@ -73,7 +83,7 @@ TEST_F(History, BytesOfTheDiffArePassedOnUnchanged) {
       split_unified_diff(read_git_change(repo.path(), "HEAD").patch);
   ASSERT_EQ(files.size(), 2u);
   EXPECT_EQ(files[0].file_path, "bin.dat");
-  EXPECT_EQ(files[0].diff, "Binary files /dev/null and b/bin.dat differ");
+  EXPECT_EQ(files[0].diff, "new file mode 100644\nBinary files /dev/null and b/bin.dat differ");
   EXPECT_EQ(files[1].file_path, "crlf.txt");
   EXPECT_NE(files[1].diff.find("-second\r\n+changed \xe9\r"), std::string::npos) << files[1].diff;
 }
@@ -86,7 +96,74 @@ TEST_F(History, TheWorkingTreeChangeNamesTheRepositoryTop) {
     for (const FileChange& f : split_unified_diff(change.patch)) out.push_back(f.file_path);
     return out;
   }();
-  EXPECT_EQ(paths, (std::vector<std::string>{"a.txt", "gone.txt", "moved_to.txt", "staged.txt"}));
+  EXPECT_EQ(paths, (std::vector<std::string>{"a.txt", "gone.txt", "moved_to.txt", "staged.txt",
+                                             "uv.lock"}));
+}
+
+// Every kind of change git's header lines describe, uncommitted and then
+// committed: the --git change must split into what `git diff` and
+// `git format-patch` give, header lines and all.
+TEST(GitChange, EveryKindOfChangeReadsAsGitWritesIt) {
+  GitRepo repo;
+  const auto text = [](const std::string& tag) {
+    std::string t;
+    for (int i = 0; i < 40; ++i) t += tag + " line " + std::to_string(i) + "\n";
+    return t;
+  };
+  for (const char* tag : {"moved", "edited", "source", "link", "n"}) {
+    repo.write(std::string(tag) == "n" ? "t\xe9.txt" : std::string(tag) + ".txt", text(tag));
+  }
+  repo.write("tool.sh", "echo\n");
+  repo.write("bin.dat", std::string("\1\0\2", 3));
+  repo.write("gone.txt", "g\n");
+  repo.commit("before");
+  const auto split_git = [&](const std::string& args) {
+    return shown(
+        split_unified_diff(repo.git("-c diff.noprefix=false -c core.quotePath=true " + args)));
+  };
+  const auto agree = [&](const char* what) {
+    repo.git("add -A");
+    const std::string worktree =
+        shown(split_unified_diff(read_git_change(repo.path(), std::nullopt).patch));
+    EXPECT_EQ(worktree, split_git("diff HEAD")) << what;
+    repo.commit(what);
+    const std::string commit =
+        shown(split_unified_diff(read_git_change(repo.path(), "HEAD").patch));
+    EXPECT_EQ(commit, split_git("diff HEAD~ HEAD")) << what;
+    EXPECT_EQ(commit, split_git("format-patch -1 --stdout")) << what;
+    EXPECT_EQ(commit, worktree) << what;
+    return commit;
+  };
+  repo.mkdir("sub");
+  repo.git("mv moved.txt sub/moved.txt");  // pure rename
+  repo.git("mv edited.txt edited2.txt");   // rename with an edit
+  repo.write("edited2.txt", text("edited") + "one more\n");
+  repo.git("update-index --chmod=+x tool.sh");  // mode change
+  std::filesystem::permissions(repo / "tool.sh", std::filesystem::perms::owner_exec,
+                               std::filesystem::perm_options::add);
+  repo.git("mv link.txt kept.txt");  // a link takes the old name: no rename
+  repo.link("kept.txt", "link.txt");
+  repo.write("bin.dat", std::string("\1\0\3", 3));
+  repo.git("mv t\xe9.txt u\xe9.txt");
+  repo.git("rm -q gone.txt");
+  const std::string changed = agree("every kind");
+  for (const char* expected :
+       {"File: sub/moved.txt\nsimilarity index 100%\nrename from moved.txt\nrename to sub/",
+        "rename from edited.txt\nrename to edited2.txt\n@@ -38,3 +38,4 @@",
+        "File: tool.sh\nold mode 100644\nnew mode 100755\n\n",
+        "File: kept.txt\nnew file mode 100644\n@@ -0,0 +1,40 @@",
+        "File: link.txt\ndeleted file mode 100644\n@@ -1,40 +0,0 @@",
+        "File: link.txt\nnew file mode 120000\n@@ -0,0 +1 @@\n+kept.txt",
+        "File: bin.dat\nBinary files a/bin.dat and b/bin.dat differ\n\n",
+        "File: \"u\\351.txt\"\nsimilarity index 100%\nrename from \"t\\351.txt\"",
+        "File: gone.txt\ndeleted file mode 100644\n@@ -1 +0,0 @@\n-g\n\n"}) {
+    EXPECT_NE(changed.find(expected), std::string::npos) << expected;
+  }
+  repo.git("config diff.renames copies");
+  repo.write("sub/copy.txt", text("source"));  // copied from a file that changed too
+  repo.write("source.txt", text("source") + "x\n");
+  EXPECT_NE(agree("copy").find("File: sub/copy.txt\nsimilarity index 100%\ncopy from source.txt"),
+            std::string::npos);
 }
 
 TEST(GitChange, BadInputsNameWhatIsWrong) {

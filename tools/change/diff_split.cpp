@@ -1,8 +1,11 @@
 #include "change/diff_split.hpp"
 
+#include <algorithm>
 #include <charconv>
 #include <optional>
 #include <string>
+
+#include "change/quoted_path.hpp"
 
 namespace tessik::cli {
 namespace {
@@ -19,116 +22,85 @@ std::vector<std::string_view> split_lines(std::string_view text) {
   return lines;
 }
 
-// Reads one path token from the front of `s`, unquoting git's C-style quoted
-// form ("a/t\303\251st.txt") and advancing `s` past it. An unquoted token
-// runs to the end of `s`.
-std::string take_path(std::string_view& s) {
-  if (s.empty() || s.front() != '"') {
-    std::string out(s);
-    s = {};
-    return out;
-  }
-  std::string out;
-  std::size_t i = 1;
-  for (; i < s.size() && s[i] != '"'; ++i) {
-    if (s[i] != '\\' || i + 1 == s.size()) {
-      out += s[i];
-      continue;
-    }
-    const char c = s[++i];
-    if (c >= '0' && c <= '7') {
-      int code = 0;
-      for (int k = 0; k < 3 && i < s.size() && s[i] >= '0' && s[i] <= '7'; ++k, ++i) {
-        code = code * 8 + (s[i] - '0');
-      }
-      --i;
-      out += static_cast<char>(code);
-      continue;
-    }
-    switch (c) {
-      case 'n':
-        out += '\n';
-        break;
-      case 't':
-        out += '\t';
-        break;
-      case 'r':
-        out += '\r';
-        break;
-      case 'a':
-        out += '\a';
-        break;
-      case 'b':
-        out += '\b';
-        break;
-      case 'f':
-        out += '\f';
-        break;
-      case 'v':
-        out += '\v';
-        break;
-      default:
-        out += c;
-        break;  // \\ and \"
-    }
-  }
-  s.remove_prefix(std::min(i + 1, s.size()));
-  return out;
-}
-
 // The path of a "--- " or "+++ " line: quoted, or up to the tab that `diff -u`
 // puts before a timestamp (and git after a name holding a blank).
 std::string header_line_path(std::string_view rest) {
-  if (!rest.empty() && rest.front() == '"') return take_path(rest);
+  if (!rest.empty() && rest.front() == '"') return take_quoted_path(rest);
   return std::string(rest.substr(0, rest.find('\t')));
-}
-
-std::string drop_prefix(std::string path, std::string_view prefix) {
-  if (path.starts_with(prefix)) path.erase(0, prefix.size());
-  return path;
 }
 
 struct Section {
   bool git = false;
-  std::string header_old, header_new;  // from "diff --git", prefixes dropped
+  std::string header_old, header_new;  // the names of "diff --git", prefixes kept
   std::optional<std::string> minus_path, plus_path;
-  std::optional<std::string> rename_to;
-  bool new_file = false, deleted_file = false, git_binary_patch = false;
-  std::string binary_marker;
+  std::string moved;                   // "rename" or "copy" when git paired two names
+  std::string moved_from, moved_to;    // the names of the pair, without prefixes
+  std::string old_mode, new_mode;      // a mode change
+  std::string new_file, deleted_file;  // the mode of a new or deleted file
+  std::string similarity;              // git's "similarity index" or "dissimilarity index" line
+  bool binary = false;                 // git's binary marker or binary patch
+  std::string binary_marker;           // a binary marker line, as written
   std::string hunks;
   bool has_hunks = false;
 };
 
-// Both paths of "diff --git a/X b/Y". Unquoted names holding blanks are
-// ambiguous; the common case (same name on both sides) is split exactly,
-// anything else at the last " b/".
-void parse_git_header(std::string_view rest, Section& section) {
-  std::string old_path, new_path;
-  if (!rest.empty() && rest.front() == '"') {
-    old_path = take_path(rest);
-    if (!rest.empty() && rest.front() == ' ') rest.remove_prefix(1);
-    new_path = take_path(rest);
-  } else if (std::size_t q = rest.find(" \""); q != std::string_view::npos) {
-    old_path = std::string(rest.substr(0, q));
-    rest.remove_prefix(q + 1);
-    new_path = take_path(rest);
-  } else {
-    const std::size_t mid = rest.size() / 2;
-    std::size_t split = std::string_view::npos;
-    if (rest.size() % 2 == 1 && rest[mid] == ' ' &&
-        drop_prefix(std::string(rest.substr(0, mid)), "a/") ==
-            drop_prefix(std::string(rest.substr(mid + 1)), "b/")) {
-      split = mid;
-    } else if (std::size_t b = rest.rfind(" b/"); b != std::string_view::npos) {
-      split = b;
-    } else {
-      split = rest.find(' ');
-    }
-    old_path = std::string(rest.substr(0, split));
-    new_path = split == std::string_view::npos ? old_path : std::string(rest.substr(split + 1));
+// How many bytes `a` and `b` share at their ends.
+std::size_t common_end(std::string_view a, std::string_view b) {
+  std::size_t n = 0;
+  while (n < a.size() && n < b.size() && a[a.size() - 1 - n] == b[b.size() - 1 - n]) ++n;
+  return n;
+}
+
+// The name of a file whose two names differ only by their prefixes
+// ("a/x" and "b/x", "c/x" and "w/x" of mnemonic prefixes, "x" and "x" without
+// prefixes): their common end, without the slash that closes the prefixes.
+std::string common_name(std::string_view old_path, std::string_view new_path) {
+  std::string_view name = old_path.substr(old_path.size() - common_end(old_path, new_path));
+  if (name.size() < std::max(old_path.size(), new_path.size()) && name.starts_with('/')) {
+    name.remove_prefix(1);
   }
-  section.header_old = drop_prefix(std::move(old_path), "a/");
-  section.header_new = drop_prefix(std::move(new_path), "b/");
+  return std::string(name);
+}
+
+// Where the unquoted "X Y" of "diff --git X Y" splits: at the blank after
+// which the two names share the longest end, since both sides name the same
+// file behind their prefixes. The lengths of the common ends of every split
+// come from one Z-array of the reversed text, so a long line stays linear.
+std::size_t header_split(std::string_view rest) {
+  const std::string r(rest.rbegin(), rest.rend());
+  const std::size_t n = r.size();
+  std::vector<std::size_t> z(n + 1, 0);
+  for (std::size_t i = 1, l = 0, right = 0; i < n; ++i) {
+    if (i < right) z[i] = std::min(right - i, z[i - l]);
+    while (i + z[i] < n && r[z[i]] == r[i + z[i]]) ++z[i];
+    if (i + z[i] > right) l = i, right = i + z[i];
+  }
+  std::size_t best = std::string_view::npos, best_length = 0;
+  for (std::size_t s = 0; s < n; ++s) {
+    if (rest[s] != ' ') continue;
+    const std::size_t length = std::min({z[n - s], s, n - s - 1});
+    if (best == std::string_view::npos || length > best_length) best = s, best_length = length;
+  }
+  return best;
+}
+
+// Both names of "diff --git X Y", prefixes kept: quoted names are read as
+// such, unquoted ones split where `header_split` says.
+void parse_git_header(std::string_view rest, Section& section) {
+  if (!rest.empty() && rest.front() == '"') {
+    section.header_old = take_quoted_path(rest);
+    if (!rest.empty() && rest.front() == ' ') rest.remove_prefix(1);
+    section.header_new = take_quoted_path(rest);
+  } else if (std::size_t q = rest.find(" \""); q != std::string_view::npos) {
+    section.header_old = std::string(rest.substr(0, q));
+    rest.remove_prefix(q + 1);
+    section.header_new = take_quoted_path(rest);
+  } else if (const std::size_t split = header_split(rest); split != std::string_view::npos) {
+    section.header_old = std::string(rest.substr(0, split));
+    section.header_new = std::string(rest.substr(split + 1));
+  } else {
+    section.header_old = section.header_new = std::string(rest);
+  }
 }
 
 // Parses "@@ -l[,s] +l[,s] @@..." into the old and new line counts.
@@ -156,44 +128,93 @@ bool parse_hunk_header(std::string_view line, long& old_count, long& new_count) 
   return range('+', new_count) && line.starts_with(" @@");
 }
 
-FileChange finish(Section& s) {
-  const bool deleted = s.plus_path == "/dev/null" || s.deleted_file;
-  std::string path;
-  if (s.plus_path && *s.plus_path != "/dev/null") {
-    path = s.git ? drop_prefix(*s.plus_path, "b/") : *s.plus_path;
-  } else if (deleted && s.minus_path && *s.minus_path != "/dev/null") {
-    path = s.git ? drop_prefix(*s.minus_path, "a/") : *s.minus_path;
-  } else if (s.rename_to) {
-    path = *s.rename_to;
-  } else {
-    path = deleted ? s.header_old : s.header_new;
-  }
-  if (s.git_binary_patch && s.binary_marker.empty()) {
-    s.binary_marker = "Binary files " + (s.new_file ? "/dev/null" : "a/" + s.header_old) + " and " +
-                      (deleted ? "/dev/null" : "b/" + s.header_new) + " differ";
-  }
-  return FileChange{.file_path = std::move(path),
+std::string at_line(std::size_t index) { return "line " + std::to_string(index + 1) + ": "; }
+
+// A plain `diff -u` section: the new path (the old one for a deleted file),
+// its hunks or binary marker.
+FileChange finish_plain(Section& s) {
+  const bool deleted = s.plus_path == "/dev/null";
+  std::string path = deleted && s.minus_path ? *s.minus_path : s.plus_path.value_or("");
+  return FileChange{.file_path = shown_path(path),
                     .diff = s.has_hunks ? std::move(s.hunks) : std::move(s.binary_marker)};
 }
 
-std::string at_line(std::size_t index) { return "line " + std::to_string(index + 1) + ": "; }
+// A git section: what happened to the file, in git's header lines and order
+// (modes, similarity, the names of a rename or copy), then its hunks or
+// binary marker. The "index" line is left out: its object names say nothing
+// to a reader and differ with the abbreviation length.
+FileChange finish_git(Section& s) {
+  std::string old_name, new_name;
+  if (!s.moved.empty()) {
+    old_name = s.moved_from;
+    new_name = s.moved_to;
+  } else if (s.minus_path && s.plus_path && *s.minus_path != "/dev/null" &&
+             *s.plus_path != "/dev/null") {
+    old_name = new_name = common_name(*s.minus_path, *s.plus_path);
+  } else {
+    old_name = new_name = common_name(s.header_old, s.header_new);
+  }
+  const bool added = !s.new_file.empty() || s.minus_path == "/dev/null";
+  const bool deleted = !s.deleted_file.empty() || s.plus_path == "/dev/null";
+  std::vector<std::string> lines;
+  if (!s.new_file.empty()) lines.push_back("new file mode " + s.new_file);
+  if (!s.deleted_file.empty()) lines.push_back("deleted file mode " + s.deleted_file);
+  if (!s.old_mode.empty()) lines.push_back("old mode " + s.old_mode);
+  if (!s.new_mode.empty()) lines.push_back("new mode " + s.new_mode);
+  if (!s.similarity.empty()) lines.push_back(s.similarity);
+  if (!s.moved.empty()) {
+    lines.push_back(s.moved + " from " + shown_path(old_name));
+    lines.push_back(s.moved + " to " + shown_path(new_name));
+  }
+  if (s.has_hunks) {
+    lines.push_back(std::move(s.hunks));
+  } else if (s.binary) {
+    // Rebuilt from what happened to the file: libgit2 names a binary file
+    // of the working tree /dev/null when it has not hashed it.
+    lines.push_back("Binary files " + (added ? "/dev/null" : shown_path("a/", old_name)) + " and " +
+                    (deleted ? "/dev/null" : shown_path("b/", new_name)) + " differ");
+  }
+  std::string diff;
+  for (const std::string& line : lines) diff += (diff.empty() ? "" : "\n") + line;
+  return FileChange{.file_path = shown_path(deleted ? old_name : new_name),
+                    .diff = std::move(diff)};
+}
 
-// A line of a git section before its first hunk: a rename or copy target,
-// a new or deleted file, a binary change. Other lines (index, modes) are
-// skipped.
+FileChange finish(Section& s) { return s.git ? finish_git(s) : finish_plain(s); }
+
+// The rest of a header line after `prefix`, or nullopt when the line does
+// not begin with it.
+std::optional<std::string_view> after(std::string_view line, std::string_view prefix) {
+  if (!line.starts_with(prefix)) return std::nullopt;
+  return line.substr(prefix.size());
+}
+
+// A line of a git section before its first hunk. Other lines (index, binary
+// patch data) are skipped.
 void read_extended_header(std::string_view line, Section& section) {
-  if (line.starts_with("rename to ") || line.starts_with("copy to ")) {
-    std::string_view rest = line;
-    rest.remove_prefix(line.find(" to ") + 4);
-    section.rename_to = take_path(rest);
-  } else if (line.starts_with("new file mode")) {
-    section.new_file = true;
-  } else if (line.starts_with("deleted file mode")) {
-    section.deleted_file = true;
-  } else if (line.starts_with("Binary files ") && line.ends_with(" differ")) {
-    section.binary_marker = std::string(line);
-  } else if (line == "GIT binary patch") {
-    section.git_binary_patch = true;
+  for (const char* kind : {"rename", "copy"}) {
+    const std::string k = kind;
+    if (auto from = after(line, k + " from ")) {
+      section.moved = k;
+      section.moved_from = take_quoted_path(*from);
+    } else if (auto to = after(line, k + " to ")) {
+      section.moved = k;
+      section.moved_to = take_quoted_path(*to);
+    }
+  }
+  if (auto mode = after(line, "new file mode ")) {
+    section.new_file = std::string(*mode);
+  } else if (auto gone = after(line, "deleted file mode ")) {
+    section.deleted_file = std::string(*gone);
+  } else if (auto old_mode = after(line, "old mode ")) {
+    section.old_mode = std::string(*old_mode);
+  } else if (auto new_mode = after(line, "new mode ")) {
+    section.new_mode = std::string(*new_mode);
+  } else if (line.starts_with("similarity index ") || line.starts_with("dissimilarity index ")) {
+    section.similarity = std::string(line);
+  } else if ((line.starts_with("Binary files ") && line.ends_with(" differ")) ||
+             line == "GIT binary patch") {
+    section.binary = true;
   }
 }
 
@@ -235,7 +256,7 @@ std::vector<FileChange> split_unified_diff(std::string_view text) {
       parse_git_header(line.substr(11), *cur);
     } else if (line.starts_with("--- ") && i + 1 < lines.size() &&
                lines[i + 1].starts_with("+++ ")) {
-      if (!cur || cur->plus_path || cur->has_hunks || !cur->binary_marker.empty()) {
+      if (!cur || cur->plus_path || cur->has_hunks || !cur->binary_marker.empty() || cur->binary) {
         flush();
         cur.emplace();
       }
@@ -250,6 +271,9 @@ std::vector<FileChange> split_unified_diff(std::string_view text) {
       append(line);  // "\ No newline at end of file" after a hunk's last line
     } else if (cur && cur->git && !cur->has_hunks) {
       read_extended_header(line, *cur);
+    } else if (cur && !cur->git && !cur->has_hunks && line.starts_with("Binary files ") &&
+               line.ends_with(" differ")) {
+      cur->binary_marker = std::string(line);
     }
   }
   if (old_left > 0 || new_left > 0) {

@@ -6,16 +6,26 @@
 // the first file (a commit message, a mail header) and after the last hunk
 // (a signature) is ignored. Each file becomes one FileChange:
 //
-//   file_path  the new path; the old path for a deleted file. "a/" and "b/"
-//              prefixes of git sections are dropped, quoted paths
-//              ("a/t\303\251st.txt") are unquoted.
-//   diff       the file's hunks, from its first "@@" line to its last hunk
-//              line (including "\ No newline at end of file" markers), lines
-//              joined by "\n" with no line break after the last one. A
-//              binary file has a one-line marker instead: git's own "Binary
-//              files A and B differ" line. A pure rename or mode change has
-//              no hunks and an empty diff.
+//   file_path  the new path; the old path for a deleted file. The prefixes
+//              of git sections ("a/" and "b/", mnemonic ones such as "c/" and
+//              "w/", none) are dropped, quoted paths ("a/t\303\251st.txt") are
+//              unquoted; a name that is not UTF-8 text is given in git's
+//              quoted form (see quoted_path.hpp).
+//   diff       for a git section, first what happened to the file in git's
+//              own header lines and order: "new file mode M", "deleted file
+//              mode M", "old mode M" and "new mode M", "similarity index N%"
+//              (or "dissimilarity index"), "rename from A" and "rename to B"
+//              (or "copy"); the "index" line is left out. Then the file's
+//              hunks, from its first "@@" line to its last hunk line
+//              (including "\ No newline at end of file" markers), or for a
+//              binary file git's "Binary files a/A and b/B differ" line (with
+//              /dev/null for the side that does not exist). Lines are joined
+//              by "\n" with no line break after the last one. A pure rename
+//              or mode change has only its header lines.
 //
+// A file whose type changed (a file replaced by a symbolic link) is two
+// sections in git's output, a deletion and a new file of the same path, and
+// so two FileChanges.
 // Files keep the order of the diff. A diff without a final line break gives
 // the same result as with one.
 #ifndef TESSIK_TOOLS_CHANGE_DIFF_SPLIT_HPP_

@@ -1,10 +1,12 @@
 #include "change/git/git_change.hpp"
 
 #include <algorithm>
+#include <memory>
 
 #include <tessik/foundation/errors.hpp>
 
 #include "change/git/git_handles.hpp"
+#include "change/git/git_patch.hpp"
 
 namespace tessik::cli {
 namespace {
@@ -129,47 +131,6 @@ std::string no_work_tree(const std::filesystem::path& directory) {
          "directory whose config names no core.worktree)";
 }
 
-struct PatchSink {
-  std::string text;
-  std::size_t max_bytes;
-  bool too_large = false;
-};
-
-// Appends one line as git prints it: content lines carry their origin
-// character in front, every other kind (headers, markers) is whole.
-int append_line(const git_diff_delta*, const git_diff_hunk*, const git_diff_line* line,
-                void* payload) {
-  auto& sink = *static_cast<PatchSink*>(payload);
-  const bool prefixed = line->origin == GIT_DIFF_LINE_CONTEXT ||
-                        line->origin == GIT_DIFF_LINE_ADDITION ||
-                        line->origin == GIT_DIFF_LINE_DELETION;
-  const std::size_t size = line->content_len + (prefixed ? 1 : 0);
-  if (size > sink.max_bytes - sink.text.size()) {
-    sink.too_large = true;
-    return 1;
-  }
-  if (prefixed) sink.text += line->origin;
-  sink.text.append(line->content, line->content_len);
-  return 0;
-}
-
-std::string patch_text(git::Diff& diff, std::size_t max_bytes) {
-  // The init functions rather than the INIT macros: the macros leave trailing
-  // fields to aggregate zero-initialisation, which clang warns about.
-  git_diff_find_options find;
-  git::check(git_diff_find_options_init(&find, GIT_DIFF_FIND_OPTIONS_VERSION),
-             "cannot prepare rename detection");
-  git::check(git_diff_find_similar(diff.get(), &find), "cannot detect renames");
-  PatchSink sink{.text = {}, .max_bytes = max_bytes};
-  const int code = git_diff_print(diff.get(), GIT_DIFF_FORMAT_PATCH, append_line, &sink);
-  if (sink.too_large) {
-    throw InvalidValueError("the change is larger than the text-file limit of " +
-                            std::to_string(max_bytes) + " bytes");
-  }
-  git::check(code, "cannot write the change as a patch");
-  return std::move(sink.text);
-}
-
 }  // namespace
 
 GitChange working_tree_of(const std::filesystem::path& directory) {
@@ -190,28 +151,32 @@ GitChange read_git_change(const std::filesystem::path& directory,
   GitChange change;
   change.git_dir = git_repository_path(repo.get());
   change.top_level = work_tree(repo.get());
-  git_diff_options options;
-  git::check(git_diff_options_init(&options, GIT_DIFF_OPTIONS_VERSION),
-             "cannot prepare the comparison");
-  git_diff* diff = nullptr;
+  Comparison compare;
   if (range) {
-    TreePair trees = range_trees(repo.get(), *range);
-    git::check(git_diff_tree_to_tree(&diff, repo.get(), trees.old_tree.get(), trees.new_tree.get(),
-                                     &options),
-               "cannot compare the two sides of '" + *range + "'");
-    change.new_tree = git_oid_tostr_s(git_tree_id(trees.new_tree.get()));
+    auto trees = std::make_shared<TreePair>(range_trees(repo.get(), *range));
+    compare = [&repo, trees, &range](const git_diff_options& options) {
+      git_diff* diff = nullptr;
+      git::check(git_diff_tree_to_tree(&diff, repo.get(), trees->old_tree.get(),
+                                       trees->new_tree.get(), &options),
+                 "cannot compare the two sides of '" + *range + "'");
+      return git::Diff(diff);
+    };
+    change.new_tree = git_oid_tostr_s(git_tree_id(trees->new_tree.get()));
   } else {
     if (change.top_level.empty()) {
       throw git::GitError(no_work_tree(directory) + "; name a range instead");
     }
-    git::Tree head;
+    auto head = std::make_shared<git::Tree>();
     if (git_repository_head_unborn(repo.get()) != 1)
-      head = git::tree_of(git::revparse(repo.get(), "HEAD").get(), "HEAD");
-    git::check(git_diff_tree_to_workdir_with_index(&diff, repo.get(), head.get(), &options),
-               "cannot compare the working tree with HEAD");
+      *head = git::tree_of(git::revparse(repo.get(), "HEAD").get(), "HEAD");
+    compare = [&repo, head](const git_diff_options& options) {
+      git_diff* diff = nullptr;
+      git::check(git_diff_tree_to_workdir_with_index(&diff, repo.get(), head->get(), &options),
+                 "cannot compare the working tree with HEAD");
+      return git::Diff(diff);
+    };
   }
-  git::Diff owned(diff);
-  change.patch = patch_text(owned, max_bytes);
+  change.patch = git_patch(compare, max_bytes);
   return change;
 }
 
