@@ -35,6 +35,13 @@ TEST(DiffInput, StandardInputIsBoundByTheTextFileLimit) {
   const testing::Outcome ok = prompt("-", at_limit);
   EXPECT_EQ(ok.err.find("limit"), std::string::npos) << ok.err;
   EXPECT_NE(ok.err.find("holds no file changes"), std::string::npos) << ok.err;
+  const testing::Outcome coloured =
+      prompt("-", "\x1b[1mdiff --git a/x b/x\x1b[m\n\x1b[36m@@ -1 +1 @@\x1b[m\n\x1b[31m-a\x1b[m\n");
+  EXPECT_EQ(coloured.status, 1);
+  EXPECT_NE(coloured.err.find("standard input holds a coloured diff (terminal colour codes) and no "
+                              "file changes this tool can read: write it again with --no-color"),
+            std::string::npos)
+      << coloured.err;
   const testing::Outcome past = prompt("-", at_limit + "x");
   EXPECT_EQ(past.status, 1);
   EXPECT_NE(past.err.find("standard input holds more than the text-file limit of 67108864 bytes"),

@@ -289,6 +289,12 @@ TEST(LiveReviewFailures, AnEmptyChangeCallsNoModel) {
                          "--endpoint", stub.url()});
   EXPECT_EQ(r.status, 0) << r.err;
   EXPECT_EQ(r.out, "Nothing to review: the working tree has no changes.\n");
+  const Outcome json = run({"review", "--git", "--repo", project.repo.path().string(), "--model",
+                            "m", "--endpoint", stub.url(), "--json"});
+  EXPECT_EQ(json.status, 0) << json.err;
+  EXPECT_TRUE(parse_json(json.out).is_mapping()) << json.out;
+  EXPECT_EQ(json.err,
+            "tessik-agents review: Nothing to review: the working tree has no changes.\n");
   EXPECT_TRUE(stub.requests().empty());
 }
 

@@ -31,6 +31,7 @@ class ToolRepo {
     repo.write("src/main.cpp", "int main() {\n  return 0;\n}\n");
     repo.write("src/util.cpp", "int twice(int a) { return a + a; }\n// a.b marker\n");
     repo.write("notes.txt", "caf\xe9\r\nline two\r\n");
+    repo.write("caf\xe9.txt", "named in Latin-1\n");
     repo.write(".gitignore", ".env\nbuild/\n");
     repo.write(".env", "SECRET=hunter2\n");
     repo.write("build/out.txt", "SECRET in build output\n");
@@ -107,7 +108,11 @@ TEST_P(BothSides, ReadFileServesOrRefusesEachPath) {
       {"climbing_link", "error: 'climbing_link' resolves through a link to outside"},
       {"git_link", "error: 'git_link' links to '.git/config', which is refused"},
       {"env_link", "error: 'env_link' links to '.env', which is ignored by git"},
-      {"a_loop", "error: "},  // refused, not followed for ever
+      {"a_loop", "error: "},                     // refused, not followed for ever
+      {"\"caf\\351.txt\"", "named in Latin-1"},  // git's quoted form, as the diff shows it
+      {"\"caf\\351.tx\"", "error: '\"caf\\351.tx\"' does not exist"},
+      {"\"src/main.cpp\"", "  return 0;\n"},
+      {"\"a\\000b\"", "error: the path holds a NUL byte"},
       {"missing.txt", "does not exist"},
       {"src", "error: 'src' is a directory"},
       {".", "error: the repository's top level is a directory"},

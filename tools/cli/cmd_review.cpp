@@ -100,8 +100,15 @@ int run_review(const ParsedArgs& args, const Io& io) {
   const ReviewSource source =
       read_review_source(args, io.in, post ? post->git_range : std::nullopt);
   if (source.changes.empty()) {
-    io.out << "Nothing to review: " << source.described << " has no changes.\n";
-    return EXIT_OK;
+    const std::string note = "Nothing to review: " + source.described + " has no changes.";
+    if (output.format == OutputFormat::text || output.format == OutputFormat::markdown) {
+      io.out << note << '\n';
+      return EXIT_OK;
+    }
+    // The formats machines read get an empty report of their own kind.
+    io.err << "tessik-agents review: " << note << '\n';
+    ReviewReport empty{.files = 0};
+    return finish_review(empty, output, io);
   }
   const std::optional<SharedAnalysisResult> shared = read_shared(args);
   const auto signal = std::make_shared<FirstAnswer>();

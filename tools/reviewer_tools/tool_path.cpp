@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include "change/quoted_path.hpp"
+
 namespace tessik::cli {
 namespace {
 
@@ -28,7 +30,10 @@ std::vector<std::string_view> split(std::string_view path) {
 
 }  // namespace
 
-std::string confined_path(std::string_view raw) {
+std::string confined_path(std::string_view shown) {
+  // A name the diff shows in git's quoted form is taken back to its bytes.
+  const std::string bytes = path_from_shown(shown);
+  const std::string_view raw = bytes;
   if (raw.empty()) throw ToolRefusal("the path is empty: give a path relative to the repository");
   if (raw.find('\0') != std::string_view::npos) throw ToolRefusal("the path holds a NUL byte");
   if (raw.front() == '/') {
@@ -59,7 +64,7 @@ std::optional<std::vector<std::string>> resolve_components(std::string_view path
   return parts;
 }
 
-std::string quoted_path(const std::string& path) { return "'" + path + "'"; }
+std::string quoted_path(const std::string& path) { return "'" + shown_path(path) + "'"; }
 
 std::string join_components(const std::vector<std::string>& components) {
   std::string out;

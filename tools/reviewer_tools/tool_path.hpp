@@ -24,18 +24,21 @@ class ToolRefusal : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// `raw` as a path relative to the repository's top level, with empty and "."
-// components dropped ("" for the top itself). Throws ToolRefusal for an
+// `shown` as a path relative to the repository's top level, with empty and
+// "." components dropped ("" for the top itself). A name in git's quoted form
+// ("\"caf\\351.txt\"", as a diff shows a name that is not UTF-8) stands for
+// its bytes. Throws ToolRefusal for an
 // empty path, a NUL byte, an absolute path, any ".." component and any
 // component that is ".git" in any letter case.
-std::string confined_path(std::string_view raw);
+std::string confined_path(std::string_view shown);
 
 // The components of a relative path, "." and empty ones dropped and ".."
 // applied; nullopt when ".." climbs above the top. Used for link targets,
 // which may climb within the repository.
 std::optional<std::vector<std::string>> resolve_components(std::string_view path);
 
-// "'<path>'", how refusals name a path.
+// "'<path>'", how refusals name a path (in git's quoted form when it needs
+// one).
 std::string quoted_path(const std::string& path);
 
 // The components joined with "/".

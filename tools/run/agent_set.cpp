@@ -83,6 +83,12 @@ std::string read_diff_bytes(const std::string& source, std::istream& in) {
 
 std::vector<FileChange> split_change(std::string_view text, const std::string& described) {
   std::vector<FileChange> changes = split_unified_diff(text);
+  if (changes.empty() && text.find("\x1b[") != std::string_view::npos) {
+    throw InvalidValueError(described +
+                            " holds a coloured diff (terminal colour codes) and no file changes "
+                            "this tool can read: write it again with --no-color "
+                            "(git diff --no-color)");
+  }
   if (changes.empty()) {
     throw InvalidValueError(described +
                             " holds no file changes: expected a unified diff as `git diff` "
