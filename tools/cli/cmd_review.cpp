@@ -176,7 +176,10 @@ Command review_command() {
                "becomes a verdict. Without --replies, a model is needed: --model or\n"
                "TESSIK_MODEL. The first agent's request goes out alone so that the\n"
                "provider caches the change for the others (--no-cache-warmup: all at once).\n"
-               "Exit status 1 when any agent yields an error verdict or fails."},
+               "--format writes text, json, markdown (a pull-request comment), github\n"
+               "(workflow annotations), sarif or rdjson; --post github also posts the review\n"
+               "on the pull request (GITHUB_TOKEN). Exit status 1 when any agent yields an\n"
+               "error verdict or fails, or a finding reaches --fail-on."},
           run_review};
 }
 

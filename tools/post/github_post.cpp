@@ -60,7 +60,7 @@ std::string head_commit(GitHubApi& api) {
 std::string github_head(GitHubApi& api) {
   const Value pull = api.call("GET", pulls(api));
   const Value* head = pull.find("head");
-  const std::string sha = head ? text_of(*head, "sha") : "";
+  std::string sha = head ? text_of(*head, "sha") : "";
   if (sha.empty())
     throw PostError("GitHub's answer to GET " + pulls(api) + " names no head commit");
   return sha;
