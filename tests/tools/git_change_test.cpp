@@ -32,6 +32,7 @@ class History : public ::testing::Test {
     repo.write("gone.txt", "to be deleted\n");
     repo.write("moved_from.txt", std::string(200, 'm') + "\n");
     repo.write(".gitattributes", "*.lock -diff\n");
+    repo.write(".gitignore", "*.log\n");
     repo.write("uv.lock", "v1\n");
     repo.commit("root");
     repo.write("a.txt", "one\n2\nthree\n");
@@ -45,6 +46,9 @@ class History : public ::testing::Test {
     repo.git("rm -q gone.txt");
     repo.git("mv moved_from.txt moved_to.txt");
     repo.write("staged.txt", "new\n");
+    repo.write("untracked.txt", "u\n");
+    repo.write("new_dir/untracked.txt", "u\n");
+    repo.write("ignored.log", "i\n");
     repo.write("uv.lock", "v2\n");  // binary by attribute, changed only in the working tree
     repo.git("add staged.txt");
   }
@@ -91,6 +95,7 @@ TEST_F(History, BytesOfTheDiffArePassedOnUnchanged) {
 TEST_F(History, TheWorkingTreeChangeNamesTheRepositoryTop) {
   const GitChange change = read_git_change(repo.path() / ".", std::nullopt);
   EXPECT_EQ(std::filesystem::canonical(change.top_level), repo.path());
+  EXPECT_EQ(change.untracked, 2u);  // not the ignored one
   const auto paths = [&] {
     std::vector<std::string> out;
     for (const FileChange& f : split_unified_diff(change.patch)) out.push_back(f.file_path);

@@ -99,6 +99,12 @@ int run_review(const ParsedArgs& args, const Io& io) {
   const ReviewClient client = review_client(args, settings);
   const ReviewSource source =
       read_review_source(args, io.in, post ? post->git_range : std::nullopt);
+  if (source.git && source.git->untracked > 0) {
+    io.err << "tessik-agents review: note: " << source.git->untracked << " untracked "
+           << (source.git->untracked == 1 ? "file is" : "files are")
+           << " not reviewed, as `git diff HEAD` leaves them out; `git add -N FILE` brings one "
+              "in\n";
+  }
   if (source.changes.empty()) {
     const std::string note = "Nothing to review: " + source.described + " has no changes.";
     if (output.format == OutputFormat::text || output.format == OutputFormat::markdown) {

@@ -131,6 +131,24 @@ std::string no_work_tree(const std::filesystem::path& directory) {
          "directory whose config names no core.worktree)";
 }
 
+// How many files of the working tree git neither tracks nor ignores: the
+// working-tree change leaves them out, as `git diff HEAD` does.
+std::size_t untracked_files(git_repository* repo) {
+  git_status_options options;
+  git::check(git_status_options_init(&options, GIT_STATUS_OPTIONS_VERSION),
+             "cannot prepare the status");
+  options.show = GIT_STATUS_SHOW_WORKDIR_ONLY;
+  options.flags = GIT_STATUS_OPT_INCLUDE_UNTRACKED | GIT_STATUS_OPT_RECURSE_UNTRACKED_DIRS;
+  git_status_list* list = nullptr;
+  git::check(git_status_list_new(&list, repo, &options), "cannot list the untracked files");
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < git_status_list_entrycount(list); ++i) {
+    if ((git_status_byindex(list, i)->status & GIT_STATUS_WT_NEW) != 0) ++count;
+  }
+  git_status_list_free(list);
+  return count;
+}
+
 }  // namespace
 
 GitChange working_tree_of(const std::filesystem::path& directory) {
@@ -169,6 +187,7 @@ GitChange read_git_change(const std::filesystem::path& directory,
     auto head = std::make_shared<git::Tree>();
     if (git_repository_head_unborn(repo.get()) != 1)
       *head = git::tree_of(git::revparse(repo.get(), "HEAD").get(), "HEAD");
+    change.untracked = untracked_files(repo.get());
     compare = [&repo, head](const git_diff_options& options) {
       git_diff* diff = nullptr;
       git::check(git_diff_tree_to_workdir_with_index(&diff, repo.get(), head->get(), &options),

@@ -29,6 +29,7 @@ struct GitChange {
   std::filesystem::path git_dir;        // the repository's .git directory
   std::filesystem::path top_level;      // the working tree's top; empty without one
   std::optional<std::string> new_tree;  // hex id of the new side's tree; none: the working tree
+  std::size_t untracked = 0;            // working tree: files git neither tracks nor ignores
 };
 
 // Produces the change of the repository holding `directory`. Throws
