@@ -414,6 +414,14 @@ TEST(LiveReviewLocalServer, ToolsAreCalledAndVerdictsHeldOnBothProtocols) {
         }
       }
     }
+    // Asked to, the tool rounds carry the schema beside the tools: such a
+    // server then forces the verdict at once and no tool is called.
+    StubServer forced(testing::replies({llama}));
+    std::vector<std::string> args = live_args(p, forced, project);
+    args.push_back("--constrain-tool-rounds");
+    EXPECT_EQ(run(args).status, 0);
+    EXPECT_EQ(forced.requests().size(), 4u);
+    EXPECT_TRUE(tool_answers(forced.requests(), p).empty());
     // A change over the server's context is refused with its own message, once.
     StubServer small(
         testing::replies({Value::Mapping{{"llama", Value::Mapping{{"context", 50}}}}}));

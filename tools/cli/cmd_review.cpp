@@ -49,7 +49,8 @@ ReviewClient review_client(const ParsedArgs& args, const EffectiveSettings& sett
     clients::TransportOptions transport;
     transport.max_attempts = static_cast<int>(settings.number("retries").value_or(3)) + 1;
     c.live = make_live_client(*c.settings, process_environment, transport,
-                              settings.on("constrain_replies"));
+                              {.constrain_replies = settings.on("constrain_replies"),
+                               .constrain_tool_rounds = settings.on("constrain_tool_rounds")});
     c.client = c.live->client;
   }
   const std::optional<std::string> record = args.value("record");

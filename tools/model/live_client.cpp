@@ -27,22 +27,25 @@ LiveClient wrap(std::shared_ptr<Client> client) {
 }  // namespace
 
 LiveClient make_live_client(const ModelSettings& settings, const Environment& env,
-                            clients::TransportOptions transport, bool constrain_replies) {
+                            clients::TransportOptions transport, ReplyHolding holding) {
   transport.request_timeout =
       std::chrono::milliseconds(static_cast<std::int64_t>(settings.timeout_seconds * 1000.0));
   if (settings.provider == "openai") {
-    return wrap(std::make_shared<clients::ChatCompletionsClient>(
-        clients::ChatCompletionsClientOptions{.endpoint = settings.endpoint,
-                                              .api_key = api_key(settings, env),
-                                              .model = settings.model,
-                                              .provider_name = {},
-                                              .structured_output = true,
-                                              .constrain_plain_replies = constrain_replies,
-                                              .transport = transport}));
+    return wrap(
+        std::make_shared<clients::ChatCompletionsClient>(clients::ChatCompletionsClientOptions{
+            .endpoint = settings.endpoint,
+            .api_key = api_key(settings, env),
+            .model = settings.model,
+            .provider_name = {},
+            .structured_output = true,
+            .constrain_tool_rounds = holding.constrain_tool_rounds,
+            .constrain_plain_replies = holding.constrain_replies,
+            .transport = transport}));
   }
   clients::MessagesClientOptions options{
       .endpoint = settings.endpoint, .api_key = api_key(settings, env), .model = settings.model};
-  options.constrain_plain_replies = constrain_replies;
+  options.constrain_tool_rounds = holding.constrain_tool_rounds;
+  options.constrain_plain_replies = holding.constrain_replies;
   options.transport = transport;
   return wrap(std::make_shared<clients::MessagesClient>(std::move(options)));
 }

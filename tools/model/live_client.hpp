@@ -21,6 +21,18 @@
 
 namespace tessik::cli {
 
+// How a live client holds replies to the three verdict shapes. The tool
+// path always holds its final reply: its tool rounds are free and, when they
+// end without a verdict, one more request asks for it under the schema.
+struct ReplyHolding {
+  // Replies without tools too, on either protocol, so that a small model
+  // cannot answer in prose.
+  bool constrain_replies = false;
+  // The schema beside the tools in every tool round as well: only for a
+  // server known to let the model call tools under it.
+  bool constrain_tool_rounds = false;
+};
+
 struct LiveClient {
   std::shared_ptr<AIClient> client;
   // The tokens charged so far, per agent name. Thread-safe.
@@ -33,15 +45,10 @@ struct LiveClient {
 // key (a local server needs none, a hosted one then refuses the call), except
 // that a variable named by --api-key-env must be set: UsageError otherwise.
 // `transport` carries the remaining transport settings (tests shorten the
-// backoff). With `constrain_replies`, replies without tools are held to the
-// three verdict shapes too, on either protocol, so that a small model cannot
-// answer in prose. The tool path always holds its final reply: its tool
-// rounds are free and, when they end without a verdict, one more request
-// asks for it under the schema. Throws InvalidValueError for an empty
-// endpoint.
+// backoff). `holding` says how replies are held to the verdict shapes.
+// Throws InvalidValueError for an empty endpoint.
 LiveClient make_live_client(const ModelSettings& settings, const Environment& env,
-                            clients::TransportOptions transport = {},
-                            bool constrain_replies = false);
+                            clients::TransportOptions transport = {}, ReplyHolding holding = {});
 
 }  // namespace tessik::cli
 
