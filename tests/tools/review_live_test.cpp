@@ -67,6 +67,9 @@ struct Protocol {
   Value final_reply;
   std::string url_suffix;
   std::string expected_tokens;  // the cost line's token figures over four agents
+  // Whether the stub streams its replies, as events()'s protocol does.
+  bool streamed = false;
+  std::vector<std::string> (*events)(const Value& reply) = nullptr;
 };
 
 Protocol messages_protocol() {
@@ -75,7 +78,9 @@ Protocol messages_protocol() {
           testing::messages_tool_use(kToolCalls),
           testing::messages_text(kClean),
           "",
-          "tokens in 44 out 24, cache writes 400 reads 28"};
+          "tokens in 44 out 24, cache writes 400 reads 28",
+          false,
+          &testing::messages_events};
 }
 
 Protocol chat_protocol() {
@@ -86,12 +91,20 @@ Protocol chat_protocol() {
           testing::chat_tool_calls(calls),
           testing::chat_text(kClean),
           "/v1",
-          "tokens in 40 out 16, cache writes 0 reads 80"};
+          "tokens in 40 out 16, cache writes 0 reads 80",
+          false,
+          &testing::chat_events};
 }
 
 // A script where each agent's first request asks for every tool (answered
-// after `delay` seconds) and its second gets the clean verdict.
+// after `delay` seconds; streamed: the first event at once, the last after
+// `delay`) and its second gets the clean verdict.
 std::string tool_script(const Protocol& p, double delay) {
+  if (p.streamed) {
+    return testing::replies(
+        {testing::streamed(p.events(p.final_reply), 0, 0, {{"when", p.result_key}}),
+         testing::streamed(p.events(p.tool_reply), 0, delay)});
+  }
   return testing::replies({testing::answer(p.final_reply, {{"when", p.result_key}}),
                            testing::answer(p.tool_reply, {{"delay", delay}})});
 }
@@ -129,9 +142,14 @@ std::map<std::string, std::string> tool_answers(const std::vector<testing::StubR
   return answers;
 }
 
-class LiveReview : public ::testing::TestWithParam<bool> {
+// The parameter: bit 0 chat completions (else Messages), bit 1 streamed replies.
+class LiveReview : public ::testing::TestWithParam<int> {
  protected:
-  Protocol protocol() const { return GetParam() ? chat_protocol() : messages_protocol(); }
+  Protocol protocol() const {
+    Protocol p = (GetParam() & 1) != 0 ? chat_protocol() : messages_protocol();
+    p.streamed = (GetParam() & 2) != 0;
+    return p;
+  }
 };
 
 TEST_P(LiveReview, EveryAgentUsesTheToolsAndTheRefusalsHold) {
@@ -169,7 +187,7 @@ TEST_P(LiveReview, TheFirstAgentIsAnsweredBeforeTheOthersStart) {
   const Protocol p = protocol();
   Project project;
   for (const bool warmup : {true, false}) {
-    StubServer stub(tool_script(p, 0.3));
+    StubServer stub(tool_script(p, p.streamed ? 0.6 : 0.3));
     std::vector<std::string> args = live_args(p, stub, project);
     if (!warmup) args.push_back("--no-cache-warmup");
     ASSERT_EQ(run(args).status, 0);
@@ -180,7 +198,10 @@ TEST_P(LiveReview, TheFirstAgentIsAnsweredBeforeTheOthersStart) {
     ASSERT_EQ(first_requests.size(), 4u);
     std::sort(first_requests.begin(), first_requests.end());
     const double gap = first_requests[1] - first_requests[0];
-    if (warmup) {
+    if (warmup && p.streamed) {
+      // Released at the first event, long before the first reply ends.
+      EXPECT_LT(first_requests[3] - first_requests[0], 0.5);
+    } else if (warmup) {
       EXPECT_GE(gap, 0.29);  // the others waited for the first answer
     } else {
       EXPECT_LT(first_requests[3] - first_requests[0], 0.29);  // nobody waited for it
@@ -210,9 +231,19 @@ TEST_P(LiveReview, VerboseAndJsonCarryTheFigures) {
   Project project;
   StubServer stub(tool_script(p, 0));
   std::vector<std::string> args = live_args(p, stub, project);
+  if (!p.streamed) args.push_back("--no-stream");
   args.push_back("--verbose");
   const Outcome text = run(args);
   EXPECT_NE(text.out.find("  corvin: 2 iterations, "), std::string::npos) << text.out;
+  // Standard error is not a terminal: plain progress lines, with --verbose only.
+  for (const char* line : {"corvin: waiting for the model (",
+                           "corvin: calling read_file on src/app.py (", "corvin: done: clean ("}) {
+    EXPECT_NE(text.err.find(line), std::string::npos) << line << "\n" << text.err;
+  }
+  EXPECT_EQ(text.err.find("corvin: writing (") != std::string::npos, p.streamed) << text.err;
+  for (const testing::StubRequest& r : stub.requests()) {
+    EXPECT_EQ(r.body.find("\"stream\": true") != std::string::npos, p.streamed);
+  }
   args.back() = "--json";
   const Value json = parse_json(run(args).out);
   const Value* cost = json.find("cost");
@@ -222,8 +253,11 @@ TEST_P(LiveReview, VerboseAndJsonCarryTheFigures) {
   EXPECT_TRUE(cost->find("tokens")->find("cache_read")->is_int());
 }
 
-INSTANTIATE_TEST_SUITE_P(Protocols, LiveReview, ::testing::Values(false, true),
-                         [](const auto& info) { return info.param ? "Chat" : "Messages"; });
+INSTANTIATE_TEST_SUITE_P(Protocols, LiveReview, ::testing::Values(0, 1, 2, 3),
+                         [](const auto& info) {
+                           return std::string((info.param & 1) != 0 ? "Chat" : "Messages") +
+                                  ((info.param & 2) != 0 ? "Streamed" : "");
+                         });
 
 // A failure every agent meets alike is said once, on standard error.
 TEST(LiveReviewFailures, AServerThatIsDownOrRefusesTheKeyIsOneLine) {

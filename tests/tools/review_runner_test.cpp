@@ -1,6 +1,10 @@
 // The concurrent review runner and the recordings a live review writes.
 #include "run/review_runner.hpp"
 
+#include <sstream>
+
+#include "run/progress_board.hpp"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -169,6 +173,65 @@ TEST(Recording, TheWrapperPassesThroughAndNamesTheLiveClient) {
   EXPECT_EQ(client.iterations("wynn"), std::nullopt);
   EXPECT_EQ(ReplayClient(dir.path()).replay("hesper").iterations_used, 3);
   EXPECT_THROW(client.complete(Value::Sequence{}, {.agent_name = "../x"}), InvalidValueError);
+}
+
+}  // namespace
+}  // namespace tessik::cli
+
+namespace tessik::cli {
+namespace {
+
+TEST(ProgressLine, IsCutToTheTerminalAndKeepsControlCharactersOut) {
+  const struct {
+    const char* name;
+    AgentProgress row;
+    std::size_t columns;
+    std::string line;
+  } kCases[] = {
+      {"padded name and stage, time last",
+       {.agent = "wynn", .doing = "queued"},
+       80,
+       "wynn    queued                                0.0 s"},
+      {"an escape sequence in a tool's path is defused",
+       {.agent = "corvin", .doing = "calling read_file on \x1b[2Ja\nb"},
+       80,
+       "corvin  calling read_file on ?[2Ja?b          0.0 s"},
+      {"cut to one less than the width, between code points",
+       {.agent = "\xC3\xBC"
+                 "ber",
+        .doing = "writing (3 tokens)"},
+       12,
+       "\xC3\xBC"
+       "ber    wri"},
+  };
+  for (const auto& c : kCases) {
+    SCOPED_TRACE(c.name);
+    EXPECT_EQ(progress_line(c.row, 6, 0.0, c.columns), c.line);
+  }
+}
+
+TEST(ProgressBoard, LiveRedrawsInPlaceAndEndsWithTheSummary) {
+  std::ostringstream out;
+  {
+    ProgressBoard board(out, ProgressMode::live, 60);
+    board.begin({"corvin", "wynn"});
+    board.observe({.agent = "corvin", .stage = clients::CallStage::tool, .tool = "find_code"});
+    board.observe({.agent = "nobody", .stage = clients::CallStage::waiting});
+    board.finished({.agent = "corvin",
+                    .verdict = AgentVerdict::from_findings({AIReview{}, AIReview{}}),
+                    .elapsed = std::chrono::milliseconds(1500)});
+    board.close();
+  }
+  // Every frame rewrites both lines in place; the last is the summary.
+  const std::string summary =
+      "\r\x1b[2Kcorvin  done: 2 findings                      1.5 s\n"
+      "\r\x1b[2Kwynn    queued                                0.0 s\n";
+  const std::string text = out.str();
+  ASSERT_GE(text.size(), summary.size());
+  EXPECT_EQ(text.substr(text.size() - summary.size()), summary);
+  if (text.size() > summary.size()) {  // an earlier frame: the last one goes back up over it
+    EXPECT_EQ(text.substr(text.size() - summary.size() - 4, 4), "\x1b[2A") << text;
+  }
 }
 
 }  // namespace

@@ -1,8 +1,12 @@
 // tessik-agents review: runs every agent over a change, against a model or
 // with recorded replies.
+#include <sys/ioctl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
+#include <iostream>
 #include <ostream>
 
 #include <tessik/foundation/errors.hpp>
@@ -19,6 +23,7 @@
 #include "report/review_report.hpp"
 #include "reviewer_tools/reviewer_tools.hpp"
 #include "run/agent_set.hpp"
+#include "run/progress_board.hpp"
 #include "run/review_runner.hpp"
 
 namespace tessik::cli {
@@ -32,7 +37,8 @@ struct ReviewClient {
   std::shared_ptr<RecordingClient> recorder{};
 };
 
-ReviewClient review_client(const ParsedArgs& args, const EffectiveSettings& settings) {
+ReviewClient review_client(const ParsedArgs& args, const EffectiveSettings& settings,
+                           clients::ProgressObserver progress) {
   const std::optional<std::string> replies = args.value("replies");
   ReviewClient c;
   if (replies) {
@@ -48,9 +54,12 @@ ReviewClient review_client(const ParsedArgs& args, const EffectiveSettings& sett
     c.settings = resolve_model_settings(model_flags(settings), process_environment);
     clients::TransportOptions transport;
     transport.max_attempts = static_cast<int>(settings.number("retries").value_or(3)) + 1;
+    transport.idle_timeout = std::chrono::milliseconds(
+        static_cast<std::int64_t>(settings.seconds("idle_timeout").value_or(120) * 1000.0));
     c.live = make_live_client(*c.settings, process_environment, transport,
                               {.constrain_replies = settings.on("constrain_replies"),
-                               .constrain_tool_rounds = settings.on("constrain_tool_rounds")});
+                               .constrain_tool_rounds = settings.on("constrain_tool_rounds")},
+                              settings.on("stream"), std::move(progress));
     c.client = c.live->client;
   }
   const std::optional<std::string> record = args.value("record");
@@ -90,6 +99,21 @@ ReviewerTools review_tools(const ParsedArgs& args, const EffectiveSettings& sett
   return notifying_tools(make_reviewer_tools(review_tree(source, args)), signal);
 }
 
+// The progress display: redrawn in place on a terminal, plain lines with
+// --verbose otherwise, nothing with --quiet.
+std::shared_ptr<ProgressBoard> progress_board(const ParsedArgs& args,
+                                              const EffectiveSettings& settings, const Io& io) {
+  ProgressMode mode = args.flag("verbose") ? ProgressMode::plain : ProgressMode::off;
+  std::size_t columns = 80;
+  winsize size{};
+  if (&io.err == &std::cerr && ::isatty(STDERR_FILENO)) {
+    mode = ProgressMode::live;
+    if (::ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0) columns = size.ws_col;
+  }
+  if (settings.on("quiet")) mode = ProgressMode::off;
+  return std::make_shared<ProgressBoard>(io.err, mode, columns);
+}
+
 int run_review(const ParsedArgs& args, const Io& io) {
   check_source_flags(args);
   const EffectiveSettings settings = resolve_settings(args, process_environment);
@@ -97,7 +121,16 @@ int run_review(const ParsedArgs& args, const Io& io) {
     io.err << "tessik-agents review: warning: " << w << '\n';
   const ReviewOutput output = review_output(args, settings);
   std::optional<ReviewPost> post = prepare_post(args, settings, process_environment);
-  const ReviewClient client = review_client(args, settings);
+  const auto signal = std::make_shared<FirstAnswer>();
+  const std::shared_ptr<ProgressBoard> board = progress_board(args, settings, io);
+  const ReviewClient client =
+      review_client(args, settings, [board, signal](const clients::CallProgress& p) {
+        // The server has taken a request: during the warm-up, the first agent's.
+        if (p.stage == clients::CallStage::accepted || p.stage == clients::CallStage::answered) {
+          signal->notify();
+        }
+        board->observe(p);
+      });
   const ReviewSource source =
       read_review_source(args, io.in, post ? post->git_range : std::nullopt);
   if (source.git && source.git->untracked > 0) {
@@ -118,7 +151,6 @@ int run_review(const ParsedArgs& args, const Io& io) {
     return finish_review(empty, output, io);
   }
   const std::optional<SharedAnalysisResult> shared = read_shared(args);
-  const auto signal = std::make_shared<FirstAnswer>();
   const AgentSet set =
       load_agent_set(args.value("builtin"), settings.text("custom_agents"), client.client,
                      review_tools(args, settings, source, signal),
@@ -127,6 +159,9 @@ int run_review(const ParsedArgs& args, const Io& io) {
     io.err << "tessik-agents review: warning: " << w << '\n';
 
   ReviewReport report{.files = source.changes.size(), .warnings = set.warnings};
+  std::vector<std::string> names;
+  for (const LoadedAgent& a : set.agents) names.push_back(a.name());
+  board->begin(names);
   const auto start = std::chrono::steady_clock::now();
   {
     // The analysis log repeats what the verdicts show; keep it off stderr.
@@ -136,8 +171,10 @@ int run_review(const ParsedArgs& args, const Io& io) {
         run_agents(set.agents, source.changes, shared ? &*shared : nullptr,
                    {.jobs = static_cast<std::size_t>(settings.number("jobs").value_or(0)),
                     .cache_warmup = settings.on("cache_warmup"),
-                    .first_answer = signal});
+                    .first_answer = signal,
+                    .finished = [&board](const AgentOutcome& o) { board->finished(o); }});
   }
+  board->close();
   const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
   if (client.live) report.cost = run_cost(client, report.outcomes, wall.count());
 

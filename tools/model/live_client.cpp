@@ -27,7 +27,8 @@ LiveClient wrap(std::shared_ptr<Client> client) {
 }  // namespace
 
 LiveClient make_live_client(const ModelSettings& settings, const Environment& env,
-                            clients::TransportOptions transport, ReplyHolding holding) {
+                            clients::TransportOptions transport, ReplyHolding holding, bool stream,
+                            clients::ProgressObserver progress) {
   transport.request_timeout =
       std::chrono::milliseconds(static_cast<std::int64_t>(settings.timeout_seconds * 1000.0));
   if (settings.provider == "openai") {
@@ -40,6 +41,8 @@ LiveClient make_live_client(const ModelSettings& settings, const Environment& en
             .structured_output = true,
             .constrain_tool_rounds = holding.constrain_tool_rounds,
             .constrain_plain_replies = holding.constrain_replies,
+            .stream = stream,
+            .progress = std::move(progress),
             .transport = transport}));
   }
   clients::MessagesClientOptions options{
@@ -47,6 +50,8 @@ LiveClient make_live_client(const ModelSettings& settings, const Environment& en
   options.constrain_tool_rounds = holding.constrain_tool_rounds;
   options.constrain_plain_replies = holding.constrain_replies;
   options.transport = transport;
+  options.stream = stream;
+  options.progress = std::move(progress);
   return wrap(std::make_shared<clients::MessagesClient>(std::move(options)));
 }
 

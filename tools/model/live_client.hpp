@@ -14,6 +14,7 @@
 #include <string>
 
 #include <tessik/ai_client.hpp>
+#include <tessik/clients/call_progress.hpp>
 #include <tessik/clients/transport_options.hpp>
 #include <tessik/clients/usage.hpp>
 
@@ -46,9 +47,11 @@ struct LiveClient {
 // that a variable named by --api-key-env must be set: UsageError otherwise.
 // `transport` carries the remaining transport settings (tests shorten the
 // backoff). `holding` says how replies are held to the verdict shapes.
-// Throws InvalidValueError for an empty endpoint.
+// `stream` asks for streamed replies; `progress` hears what each call is
+// doing (call_progress.hpp). Throws InvalidValueError for an empty endpoint.
 LiveClient make_live_client(const ModelSettings& settings, const Environment& env,
-                            clients::TransportOptions transport = {}, ReplyHolding holding = {});
+                            clients::TransportOptions transport = {}, ReplyHolding holding = {},
+                            bool stream = true, clients::ProgressObserver progress = {});
 
 }  // namespace tessik::cli
 

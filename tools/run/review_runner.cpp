@@ -82,6 +82,7 @@ std::vector<AgentOutcome> run_agents(std::span<const LoadedAgent> agents,
   auto work = [&] {
     for (std::size_t i = next++; i < agents.size(); i = next++) {
       outcomes[i] = run_one(agents[i], changes, shared);
+      if (settings.finished) settings.finished(outcomes[i]);
     }
   };
   std::vector<std::jthread> pool;  // joined when leaving this function's scope below
@@ -93,6 +94,7 @@ std::vector<AgentOutcome> run_agents(std::span<const LoadedAgent> agents,
     next = 1;
     pool.emplace_back([&, signal] {
       outcomes[0] = run_one(agents[0], changes, shared);
+      if (settings.finished) settings.finished(outcomes[0]);
       signal->notify();
       work();
     });

@@ -6,9 +6,11 @@
 // The agents share one client. Every agent's request starts with the same
 // diff block, marked for the provider's prompt cache, so with the cache
 // warm-up (the default) the first agent's request goes out alone and the
-// others start once it has been answered (its analysis has finished, or its
-// model has asked for a tool): the provider has then written the block to
-// its cache and every later request reads it from there. Without it, all
+// others start once the server has taken it (notified through
+// `first_answer`: by the client at the first event of a streamed reply, or
+// by a tool the model asks for) or once its analysis has finished: the
+// provider has then written the block to its cache and every later request
+// reads it from there. Without it, all
 // start at once. At most `jobs` analyses run at the same time (0: as many as
 // there are agents).
 //
@@ -21,6 +23,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -39,9 +42,10 @@ struct AgentOutcome {
   std::chrono::duration<double> elapsed{};  // the analysis's wall time
 };
 
-// Tells the warm-up that the first agent's first request has been answered
-// while its analysis goes on: a reviewer tool called during the warm-up can
-// only be the model of the first agent asking for it. Thread-safe.
+// Tells the warm-up that the server has taken the first agent's first request
+// while its analysis goes on: a streamed reply's first event or a reviewer
+// tool called during the warm-up can only come from the first agent's
+// request. Thread-safe.
 class FirstAnswer {
  public:
   void notify();
@@ -64,6 +68,9 @@ struct RunSettings {
   // Notified by the agents' tools (see `notifying_tools`): the warm-up then
   // ends at the first tool call instead of at the end of the first analysis.
   std::shared_ptr<FirstAnswer> first_answer{};
+  // Called with each outcome as its analysis ends, on the agent's thread
+  // (several at once); may be empty.
+  std::function<void(const AgentOutcome&)> finished{};
 };
 
 // Runs `analyse(changes, shared)` of every agent as described above. Never
