@@ -10,6 +10,15 @@
 //                     and message: builds the body, posts it, checks and
 //                     decodes the reply, counts usage.
 // BM_ChatClient/N     the same through ChatCompletionsClient.
+// BM_MessagesStreamed/N, BM_ChatStreamed/N
+//                     the same call with the reply streamed as events, one
+//                     piece of text (about 4 bytes, a token) per event: the
+//                     client's CPU per streamed reply, to set beside the
+//                     whole reply's.
+// BM_DecodeWhole, BM_DecodeStream
+//                     the decoding alone: the Messages reply body through
+//                     its decoder, and the same reply's event stream through
+//                     the event decoder and the assembler.
 //
 // The server's share of a call is the same in every benchmark, so the CPU
 // time of the calling thread (the "CPU" column) is the client's own work:
@@ -22,6 +31,9 @@
 #include <string>
 
 #include <tessik/clients/chat_client.hpp>
+#include <tessik/clients/detail/messages_stream.hpp>
+#include <tessik/clients/detail/messages_wire.hpp>
+#include <tessik/clients/detail/sse_decoder.hpp>
 #include <tessik/clients/messages_client.hpp>
 #include <tessik/foundation/json.hpp>
 
@@ -37,11 +49,20 @@ const char* const kReply =
     R"( empty.", "suggestion": "Check the length first.", "confidence": 0.9, "category":)"
     R"( "code-quality"}]})";
 
-// One stub for the whole run, answering both protocols by path-free content.
+// One event per token of about 4 bytes.
+std::size_t token_pieces() { return std::string_view(kReply).size() / 4; }
+
+// One stub for the whole run, answering both protocols, whole or streamed,
+// by path-free content.
 testing::StubServer& stub() {
   static testing::StubServer server(
       testing::replies({
+          testing::streamed(testing::chat_events(testing::chat_text(kReply), token_pieces()), 0, 0,
+                            {{"when", "\"stream_options\""}}),
           testing::answer(testing::chat_text(kReply), {{"when", "\"role\": \"system\""}}),
+          testing::streamed(
+              testing::messages_events(testing::messages_text(kReply), token_pieces()), 0, 0,
+              {{"when", "\"stream\": true"}}),
           testing::answer(testing::messages_text(kReply)),
       }),
       /*record=*/false);
@@ -90,7 +111,8 @@ void BM_BareCurl(benchmark::State& state) {
 }
 
 template <class Client, class Options>
-void run_client(benchmark::State& state, Options options) {
+void run_client(benchmark::State& state, Options options, bool stream = false) {
+  options.stream = stream;
   const Value system = system_with_diff(static_cast<std::size_t>(state.range(0)));
   const Value messages = testing::user_turn("review");
   Client client(std::move(options));
@@ -109,9 +131,44 @@ void BM_ChatClient(benchmark::State& state) {
   run_client<clients::ChatCompletionsClient>(state, testing::chat_options(stub().url()));
 }
 
+void BM_MessagesStreamed(benchmark::State& state) {
+  run_client<clients::MessagesClient>(state, testing::messages_options(stub().url()), true);
+}
+
+void BM_ChatStreamed(benchmark::State& state) {
+  run_client<clients::ChatCompletionsClient>(state, testing::chat_options(stub().url()), true);
+}
+
+void BM_DecodeWhole(benchmark::State& state) {
+  const std::string body = to_json(testing::messages_text(kReply));
+  for (auto _ : state) {
+    clients::detail::DecodedReply r = clients::detail::decode_messages_reply(body);
+    benchmark::DoNotOptimize(r.text.data());
+  }
+}
+
+void BM_DecodeStream(benchmark::State& state) {
+  std::string events;
+  for (const std::string& e :
+       testing::messages_events(testing::messages_text(kReply), token_pieces()))
+    events += e;
+  for (auto _ : state) {
+    clients::detail::SseDecoder decoder;
+    const auto stream = clients::detail::messages_reply_stream();
+    decoder.feed(events,
+                 [&](std::string_view name, std::string_view data) { stream->event(name, data); });
+    clients::detail::DecodedReply r = stream->reply();
+    benchmark::DoNotOptimize(r.text.data());
+  }
+}
+
 BENCHMARK(BM_BareCurl)->Arg(1 << 10)->Arg(64 << 10);
 BENCHMARK(BM_MessagesClient)->Arg(1 << 10)->Arg(64 << 10);
 BENCHMARK(BM_ChatClient)->Arg(1 << 10)->Arg(64 << 10);
+BENCHMARK(BM_MessagesStreamed)->Arg(1 << 10)->Arg(64 << 10);
+BENCHMARK(BM_ChatStreamed)->Arg(1 << 10)->Arg(64 << 10);
+BENCHMARK(BM_DecodeWhole);
+BENCHMARK(BM_DecodeStream);
 
 }  // namespace
 

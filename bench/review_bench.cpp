@@ -9,6 +9,10 @@
 //                       three together (the change is then in the provider's
 //                       prompt cache), about 2 L
 // BM_Review/all_at_once --no-cache-warmup: all four together, about 1 L
+// BM_Review/stream_warmup, BM_Review/stream_all_at_once
+//                       the same against a server that streams each reply:
+//                       its first event 0.05 L after the request, its last
+//                       at L. The warm-up then ends at the first event.
 //
 // The counter "per_L" is the wall time of one review divided by L.
 #include <benchmark/benchmark.h>
@@ -24,7 +28,7 @@
 namespace tessik {
 namespace {
 
-constexpr double kDelaySeconds = 0.2;  // L
+constexpr double kDelaySeconds = 0.5;  // L
 
 const char kClean[] = R"({"status": "clean", "summary": "Looked at it.", "confidence": 0.9})";
 
@@ -36,11 +40,27 @@ testing::StubServer& stub() {
   return server;
 }
 
+testing::StubServer& streaming_stub() {
+  static testing::StubServer server(
+      testing::replies({testing::streamed(testing::messages_events(testing::messages_text(kClean)),
+                                          0.05 * kDelaySeconds, kDelaySeconds)}),
+      false);
+  return server;
+}
+
 void BM_Review(benchmark::State& state, std::vector<std::string> extra) {
-  std::vector<std::string> args{
-      "review",     "--diff",      TESSIK_BENCH_DIR "/../examples/change.diff",
-      "--model",    "bench-model", "--endpoint",
-      stub().url(), "--retries",   "0"};
+  const bool streamed = extra.size() > 0 && extra.front() == "streamed";
+  if (streamed) extra.erase(extra.begin());
+  std::vector<std::string> args{"review",
+                                "--diff",
+                                TESSIK_BENCH_DIR "/../examples/change.diff",
+                                "--model",
+                                "bench-model",
+                                "--endpoint",
+                                streamed ? streaming_stub().url() : stub().url(),
+                                "--retries",
+                                "0"};
+  if (!streamed) args.push_back("--no-stream");
   args.insert(args.end(), extra.begin(), extra.end());
   double seconds = 0;
   for (auto _ : state) {
@@ -66,6 +86,15 @@ BENCHMARK_CAPTURE(BM_Review, warmup, std::vector<std::string>{})
     ->UseRealTime()
     ->Iterations(5);
 BENCHMARK_CAPTURE(BM_Review, all_at_once, std::vector<std::string>{"--no-cache-warmup"})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(5);
+BENCHMARK_CAPTURE(BM_Review, stream_warmup, std::vector<std::string>{"streamed"})
+    ->Unit(benchmark::kMillisecond)
+    ->UseRealTime()
+    ->Iterations(5);
+BENCHMARK_CAPTURE(BM_Review, stream_all_at_once,
+                  std::vector<std::string>{"streamed", "--no-cache-warmup"})
     ->Unit(benchmark::kMillisecond)
     ->UseRealTime()
     ->Iterations(5);

@@ -56,7 +56,7 @@ Value finished_block(Block& b) {
       m.set("input", b.json);  // refused by the decoder as a non-object input
     }
   }
-  return Value(std::move(m));
+  return {std::move(m)};
 }
 
 class MessagesStream final : public ReplyStream {
@@ -131,7 +131,7 @@ class MessagesStream final : public ReplyStream {
     const Value* d = mapping_at(e, "delta");
     if (!d) throw InvalidValueError("content_block_delta has no delta object");
     const std::string kind = text_at(*d, "type");
-    const std::size_t index = static_cast<std::size_t>(&b - blocks_.data());
+    const auto index = static_cast<std::size_t>(&b - blocks_.data());
     if (kind == "text_delta") {
       b.text += piece(*d, "text", index);
     } else if (kind == "input_json_delta") {

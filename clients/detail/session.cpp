@@ -60,9 +60,10 @@ std::map<std::string, ToolHandler> Session::observed(
     const std::map<std::string, ToolHandler>& handlers, const std::string& agent) const {
   if (!stream_.progress) return handlers;
   std::map<std::string, ToolHandler> wrapped;
-  for (const auto& [name, handler] : handlers) {
-    if (!handler) continue;
-    wrapped.emplace(name, [name, handler, agent, observer = stream_.progress](const Value& input) {
+  for (const auto& entry : handlers) {
+    if (!entry.second) continue;
+    wrapped.emplace(entry.first, [name = entry.first, handler = entry.second, agent,
+                                  observer = stream_.progress](const Value& input) {
       const Value* path = input.is_mapping() ? input.find("path") : nullptr;
       observer({.agent = agent,
                 .stage = CallStage::tool,

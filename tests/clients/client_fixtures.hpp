@@ -123,11 +123,11 @@ inline Value chat_tool_calls(
                       {"finish_reason", "tool_calls"}}}}};
 }
 
-// `text` in up to three pieces, cut between code points.
-inline std::vector<std::string> pieces(const std::string& text) {
+// `text` in up to `count` pieces, cut between code points.
+inline std::vector<std::string> pieces(const std::string& text, std::size_t count = 3) {
   std::vector<std::string> out;
   std::size_t at = 0;
-  for (int left = 3; left > 0 && at < text.size(); --left) {
+  for (std::size_t left = count; left > 0 && at < text.size(); --left) {
     std::size_t end = left == 1 ? text.size() : at + (text.size() - at) / left;
     while (end < text.size() && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) ++end;
     if (end > at) out.push_back(text.substr(at, end - at));
@@ -138,8 +138,8 @@ inline std::vector<std::string> pieces(const std::string& text) {
 
 // The events a Messages server streams for the whole reply `reply` (as
 // messages_text and messages_tool_use build it), a ping and a comment among
-// them.
-inline std::vector<std::string> messages_events(const Value& reply) {
+// them; each text in `count` pieces.
+inline std::vector<std::string> messages_events(const Value& reply, std::size_t count = 3) {
   auto event = [](const std::string& name, Value::Mapping data) {
     data.set("type", name);
     return "event: " + name + "\ndata: " + to_json(Value(std::move(data))) + "\n\n";
@@ -164,7 +164,7 @@ inline std::vector<std::string> messages_events(const Value& reply) {
     const std::string whole = text ? block.find(key)->as_string() : to_json(*block.find(key));
     start.as_mapping().set(key, text ? Value("") : Value(Value::Mapping{}));
     out.push_back(event("content_block_start", {{"index", index}, {"content_block", start}}));
-    for (const std::string& piece : pieces(whole)) {
+    for (const std::string& piece : pieces(whole, count)) {
       const Value delta =
           text ? Value::Mapping{{"type", "text_delta"}, {"text", piece}}
                : Value::Mapping{{"type", "input_json_delta"}, {"partial_json", piece}};
@@ -180,8 +180,9 @@ inline std::vector<std::string> messages_events(const Value& reply) {
 }
 
 // The chunks a chat completions server streams for the whole reply `reply`
-// (as chat_text and chat_tool_calls build it), with CR LF line ends.
-inline std::vector<std::string> chat_events(const Value& reply) {
+// (as chat_text and chat_tool_calls build it), with CR LF line ends; each
+// text in `count` pieces.
+inline std::vector<std::string> chat_events(const Value& reply, std::size_t count = 3) {
   auto chunk = [](Value delta, Value finish = Value()) {
     return "data: " +
            to_json(Value::Mapping{
@@ -194,7 +195,7 @@ inline std::vector<std::string> chat_events(const Value& reply) {
   const Value& message = *choice.find("message");
   std::vector<std::string> out{chunk(Value::Mapping{{"role", "assistant"}})};
   if (const Value* content = message.find("content"); content->is_string()) {
-    for (const std::string& piece : pieces(content->as_string())) {
+    for (const std::string& piece : pieces(content->as_string(), count)) {
       out.push_back(chunk(Value::Mapping{{"content", piece}}));
     }
   }
@@ -210,7 +211,7 @@ inline std::vector<std::string> chat_events(const Value& reply) {
         {{"id", *call.find("id")},
          {"type", "function"},
          {"function", Value::Mapping{{"name", *function.find("name")}, {"arguments", ""}}}}));
-    for (const std::string& piece : pieces(function.find("arguments")->as_string())) {
+    for (const std::string& piece : pieces(function.find("arguments")->as_string(), count)) {
       out.push_back(call_delta({{"function", Value::Mapping{{"arguments", piece}}}}));
     }
     ++index;

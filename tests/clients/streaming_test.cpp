@@ -109,7 +109,7 @@ const Protocol& messages_protocol() {
   static const Protocol p{
       "messages",
       &make_client<clients::MessagesClient>,
-      &messages_events,
+      [](const Value& r) { return messages_events(r); },
       messages_text("done ü"),
       messages_tool_use({{"t1", "read_file", Value::Mapping{{"path", "a.py"}}},
                          {"t2", "read_file", Value::Mapping{{"path", "missing.py"}}}}),
@@ -121,7 +121,7 @@ const Protocol& messages_protocol() {
 const Protocol& chat_protocol() {
   static const Protocol p{"chat",
                           &make_client<clients::ChatCompletionsClient>,
-                          &chat_events,
+                          [](const Value& r) { return chat_events(r); },
                           chat_text("done ü"),
                           chat_tool_calls({{"c1", "read_file", R"({"path": "a.py"})"},
                                            {"c2", "read_file", R"({"path": "missing.py"})"}}),

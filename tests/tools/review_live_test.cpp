@@ -80,7 +80,7 @@ Protocol messages_protocol() {
           "",
           "tokens in 44 out 24, cache writes 400 reads 28",
           false,
-          &testing::messages_events};
+          [](const Value& r) { return testing::messages_events(r); }};
 }
 
 Protocol chat_protocol() {
@@ -93,7 +93,7 @@ Protocol chat_protocol() {
           "/v1",
           "tokens in 40 out 16, cache writes 0 reads 80",
           false,
-          &testing::chat_events};
+          [](const Value& r) { return testing::chat_events(r); }};
 }
 
 // A script where each agent's first request asks for every tool (answered
