@@ -17,6 +17,7 @@
 #include "clients/client_fixtures.hpp"
 #include "clients/stub_server.hpp"
 #include "git_repo.hpp"
+#include "run/input_budget.hpp"
 #include "run_cli.hpp"
 #include "strict_schema.hpp"
 
@@ -253,6 +254,128 @@ TEST_P(LiveReview, VerboseAndJsonCarryTheFigures) {
   EXPECT_TRUE(cost->find("tokens")->find("cache_read")->is_int());
 }
 
+// A pull request full of what a reviewer should not be paid to read, with a
+// team configuration that leaves docs out but keeps one page.
+struct PullRequest {
+  GitRepo repo;
+
+  PullRequest() {
+    repo.write("src/app.py", "def greet(name):\n    return 'hi ' + name\n");
+    repo.write("old/legacy.py", "LEGACY-LINE\n" + std::string(40, 'x') + "\n");
+    repo.write(".gitattributes",
+               "gen/** linguist-generated\nthird_party/** linguist-vendored\n"
+               "*.dat -diff\n[odd line without a pattern\n");
+    repo.commit("first");
+    repo.write(".tessik.yaml", "exclude: ['docs/**']\n");
+    repo.write("src/app.py", "def greet(name):\n    return 'hello ' + name\n");
+    repo.write("package-lock.json", "{\"LOCK-CONTENT\": 1}\n");
+    repo.write("gen/parser.c", "int GENERATED_CONTENT;\n");
+    repo.write("third_party/lib.js", "var VENDORED_CONTENT;\n");
+    repo.write("assets/app.min.js", "var MINIFIED_CONTENT;\n");
+    repo.write("logo.png", std::string("\x89PNG\r\n\x1a\n\0\0BINARY", 16));
+    repo.write("table.dat", "NODIFF-CONTENT\n");
+    repo.write("docs/guide.md", "DOCS-CONTENT\n");
+    repo.write("docs/keep.md", "KEPT-DOC\n");
+    repo.write("my file\nwith newline.py", "ODD-NAME\n");
+    repo.git("rm -q old/legacy.py");
+    repo.git("add -A");
+  }
+};
+
+TEST_P(LiveReview, WhatIsLeftOutNeverReachesTheServer) {
+  const Protocol p = protocol();
+  PullRequest pr;
+  StubServer stub(testing::replies({testing::answer(p.final_reply)}));
+  const Outcome r = run(testing::words(
+      "review --git --model m --retries 0 --json --include docs/keep.md --include nothing/**",
+      {"--repo", pr.repo.path().string(), "--provider", p.provider, "--endpoint",
+       stub.url() + p.url_suffix}));
+  ASSERT_EQ(r.status, 0) << r.err;
+  ASSERT_EQ(stub.requests().size(), 4u);
+  for (const testing::StubRequest& req : stub.requests()) {
+    testing::expect_contains(req.body, {"hello", "KEPT-DOC", "ODD-NAME", "old/legacy.py",
+                                        "[deleted file: 2 lines removed; they are not shown]"});
+    for (const char* hidden :
+         {"LOCK-CONTENT", "GENERATED_CONTENT", "VENDORED_CONTENT", "MINIFIED_CONTENT", "BINARY",
+          "NODIFF-CONTENT", "DOCS-CONTENT", "LEGACY-LINE", "logo.png"}) {
+      EXPECT_EQ(req.body.find(hidden), std::string::npos) << hidden;
+    }
+  }
+  std::map<std::string, std::string> reasons;
+  const Value json = parse_json(r.out);
+  for (const Value& f : json.find("left_out")->as_sequence()) {
+    reasons[f.find("path")->as_string()] = f.find("reason")->as_string();
+  }
+  EXPECT_EQ(reasons, (std::map<std::string, std::string>{
+                         {"assets/app.min.js", "minified asset"},
+                         {"docs/guide.md", "matches exclude 'docs/**'"},
+                         {"gen/parser.c", "generated (linguist-generated)"},
+                         {"logo.png", "binary"},
+                         {"package-lock.json", "lock file"},
+                         {"table.dat", "no diff (-diff)"},
+                         {"third_party/lib.js", "vendored (linguist-vendored)"}}));
+  testing::expect_contains(r.err, {"left out 'package-lock.json': lock file, ",
+                                   "note: include 'nothing/**' matches no changed file"});
+}
+
+// The estimated tokens of every text a request carries.
+std::int64_t text_tokens(const Value& v) {
+  if (v.is_string()) return estimate_tokens(v.as_string());
+  std::int64_t n = 0;
+  if (v.is_sequence()) {
+    for (const Value& item : v.as_sequence()) n += text_tokens(item);
+  } else if (v.is_mapping()) {
+    for (const auto& [key, item] : v.as_mapping()) n += text_tokens(item);
+  }
+  return n;
+}
+
+TEST_P(LiveReview, AChangeOverTheBudgetIsReviewedInPartsThatFit) {
+  const Protocol p = protocol();
+  GitRepo repo;
+  repo.write("keep.txt", "x\n");
+  repo.commit("first");
+  std::string big;  // one new file, one hunk, larger than a part
+  for (int i = 0; i < 300; ++i) big += "big_line_" + std::to_string(i) + " = compute(value)\n";
+  repo.write("big.py", big);
+  for (const char* name : {"a.py", "b.py", "c.py"}) repo.write(name, std::string(1300, 'q') + "\n");
+  repo.git("add -A");
+  const std::int64_t budget =
+      request_overhead(
+          load_all_agents(AIConfig{.ai_max_tokens = 8192, .custom_agents_dir = {}}, nullptr),
+          nullptr) +
+      1000;
+  StubServer stub(testing::replies({testing::answer(p.final_reply)}));
+  std::vector<std::string> args =
+      testing::words("review --git --model m --retries 0",
+                     {"--repo", repo.path().string(), "--provider", p.provider, "--endpoint",
+                      stub.url() + p.url_suffix, "--max-input-tokens", std::to_string(budget)});
+  args.push_back("--no-split");
+  const Outcome refused = run(args);
+  EXPECT_EQ(refused.status, 1);
+  testing::expect_contains(refused.err, {"over the budget of " + std::to_string(budget),
+                                         "--max-input-tokens", "the largest files: 'big.py'"});
+  EXPECT_TRUE(stub.requests().empty());
+
+  args.back() = "--json";
+  const Outcome r = run(args);
+  ASSERT_EQ(r.status, 0) << r.err;
+  const Value json = parse_json(r.out);
+  const std::int64_t parts = json.find("parts")->as_int();
+  EXPECT_GE(parts, 4);
+  EXPECT_EQ(json.find("agents")->as_sequence().size(), 4u);  // one verdict per agent
+  const std::vector<testing::StubRequest> requests = stub.requests();
+  ASSERT_EQ(requests.size(), static_cast<std::size_t>(parts) * 4);
+  std::size_t cut_notes = 0, last_line = 0;
+  for (const testing::StubRequest& req : requests) {
+    EXPECT_LE(text_tokens(req.json()), budget);
+    cut_notes += req.body.find("of this file's diff: the file is too large") != std::string::npos;
+    last_line += req.body.find("big_line_299 ") != std::string::npos;
+  }
+  EXPECT_GT(cut_notes, 0u);
+  EXPECT_EQ(last_line, 4u);  // the file's last line reaches every agent once
+}
+
 INSTANTIATE_TEST_SUITE_P(Protocols, LiveReview, ::testing::Values(0, 1, 2, 3),
                          [](const auto& info) {
                            return std::string((info.param & 1) != 0 ? "Chat" : "Messages") +
@@ -329,7 +452,48 @@ TEST(LiveReviewFailures, AnEmptyChangeCallsNoModel) {
   EXPECT_TRUE(parse_json(json.out).is_mapping()) << json.out;
   EXPECT_EQ(json.err,
             "tessik-agents review: Nothing to review: the working tree has no changes.\n");
+  project.repo.write("src/app.py", "changed\n");
+  const Outcome all_out = run({"review", "--git", "--repo", project.repo.path().string(), "--model",
+                               "m", "--endpoint", stub.url(), "--exclude", "**"});
+  EXPECT_EQ(all_out.status, 0) << all_out.err;
+  EXPECT_EQ(all_out.out,
+            "Nothing to review: every changed file of the working tree was left out.\n");
   EXPECT_TRUE(stub.requests().empty());
+}
+
+TEST(LiveReviewAgents, AgentNamesAndTriggersChooseWhoReviews) {
+  Project project;  // changes src/app.py only
+  const struct {
+    const char* flags;
+    const char* file;  // .tessik.yaml
+    std::vector<std::string> agents;
+  } cases[] = {
+      {"--agent wynn --agent hesper", "", {"hesper", "wynn"}},
+      {"--only-triggered", "", {"peregrin"}},  // the only agent with a *.py pattern
+      {"", "agents: [corvin]\n", {"corvin"}},
+      {"--agent wynn", "agents: [corvin]\n", {"wynn"}},
+  };
+  for (const auto& c : cases) {
+    project.repo.write(".tessik.yaml", c.file);
+    StubServer stub(testing::replies({testing::answer(testing::messages_text(kClean))}));
+    const Outcome r =
+        run(testing::words(std::string("review --git --model m --json ") + c.flags,
+                           {"--repo", project.repo.path().string(), "--endpoint", stub.url()}));
+    ASSERT_EQ(r.status, 0) << c.flags << r.err;
+    const Value json = parse_json(r.out);
+    std::vector<std::string> ran;
+    for (const Value& a : json.find("agents")->as_sequence())
+      ran.push_back(a.find("agent")->as_string());
+    EXPECT_EQ(ran, c.agents) << c.flags;
+    EXPECT_EQ(stub.requests().size(), c.agents.size()) << c.flags;
+    EXPECT_EQ(json.find("skipped_agents")->as_sequence().size(), 4 - c.agents.size());
+  }
+  const Outcome unknown = run({"review", "--git", "--repo", project.repo.path().string(), "--model",
+                               "m", "--agent", "nobody"});
+  EXPECT_EQ(unknown.status, 2);
+  testing::expect_contains(unknown.err,
+                           {"--agent names the unknown agent 'nobody'; the agents are: "
+                            "corvin, hesper, peregrin, wynn"});
 }
 
 // Git, a diff file and standard input give the agents the same bytes: CR LF

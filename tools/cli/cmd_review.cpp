@@ -16,6 +16,7 @@
 #include "cli/commands.hpp"
 #include "cli/review_output.hpp"
 #include "cli/review_post.hpp"
+#include "cli/review_scope.hpp"
 #include "config/effective_settings.hpp"
 #include "model/live_client.hpp"
 #include "model/recording_client.hpp"
@@ -23,6 +24,7 @@
 #include "report/review_report.hpp"
 #include "reviewer_tools/reviewer_tools.hpp"
 #include "run/agent_set.hpp"
+#include "run/part_merge.hpp"
 #include "run/progress_board.hpp"
 #include "run/review_runner.hpp"
 
@@ -131,55 +133,89 @@ int run_review(const ParsedArgs& args, const Io& io) {
         }
         board->observe(p);
       });
-  const ReviewSource source =
-      read_review_source(args, io.in, post ? post->git_range : std::nullopt);
+  ReviewSource source = read_review_source(args, io.in, post ? post->git_range : std::nullopt);
   if (source.git && source.git->untracked > 0) {
     io.err << "tessik-agents review: note: " << source.git->untracked << " untracked "
            << (source.git->untracked == 1 ? "file is" : "files are")
            << " not reviewed, as `git diff HEAD` leaves them out; `git add -N FILE` brings one "
               "in\n";
   }
-  if (source.changes.empty()) {
-    const std::string note = "Nothing to review: " + source.described + " has no changes.";
+  // Nothing to send, or nobody to send it to: no model call.
+  auto nothing = [&](const std::string& why, ReviewReport empty) {
+    const std::string note = "Nothing to review: " + why;
     if (output.format == OutputFormat::text || output.format == OutputFormat::markdown) {
       io.out << note << '\n';
       return EXIT_OK;
     }
     // The formats machines read get an empty report of their own kind.
     io.err << "tessik-agents review: " << note << '\n';
-    ReviewReport empty{.files = 0};
+    empty.files = 0;
+    empty.outcomes.clear();
     return finish_review(empty, output, io);
+  };
+  if (source.changes.empty()) return nothing(source.described + " has no changes.", {});
+  ChangeSelection selection = select_sent_files(args, settings, std::move(source.changes));
+  tell_left_out(io.err, selection);
+  if (selection.sent.empty()) {
+    return nothing("every changed file of " + source.described + " was left out.",
+                   {.left_out = selection.left_out});
   }
   const std::optional<SharedAnalysisResult> shared = read_shared(args);
-  const AgentSet set =
-      load_agent_set(args.value("builtin"), settings.text("custom_agents"), client.client,
-                     review_tools(args, settings, source, signal),
-                     client.settings ? client.settings->max_tokens : DEFAULT_MAX_TOKENS);
+  AgentSet set = load_agent_set(args.value("builtin"), settings.text("custom_agents"),
+                                client.client, review_tools(args, settings, source, signal),
+                                client.settings ? client.settings->max_tokens : DEFAULT_MAX_TOKENS);
   for (const std::string& w : set.warnings)
     io.err << "tessik-agents review: warning: " << w << '\n';
-
-  ReviewReport report{.files = source.changes.size(), .warnings = set.warnings};
+  const AgentChoice choice = choose_review_agents(settings, std::move(set.agents), selection.sent);
+  ReviewReport report{.files = selection.sent.size(), .warnings = set.warnings};
+  for (const SkippedAgent& a : choice.skipped) {
+    report.skipped_agents.push_back(a.agent + ": " + a.reason);
+    if (args.flag("verbose"))
+      io.err << "tessik-agents review: skipped " << report.skipped_agents.back() << '\n';
+  }
+  for (const LeftOutFile& f : selection.left_out)
+    report.left_out_files.push_back(f.path + ": " + f.reason);
+  report.skipped = choice.skipped;
+  report.left_out = std::move(selection.left_out);
   std::vector<std::string> names;
-  for (const LoadedAgent& a : set.agents) names.push_back(a.name());
+  for (const LoadedAgent& a : choice.chosen) names.push_back(a.name());
+  if (choice.chosen.empty())
+    return nothing("every agent was skipped (--verbose says why).", report);
+  const std::vector<std::vector<FileChange>> parts =
+      plan_parts(settings, choice.chosen, shared ? &*shared : nullptr, selection.sent);
+  report.parts = parts.size();
   board->begin(names);
   const auto start = std::chrono::steady_clock::now();
   {
     // The analysis log repeats what the verdicts show; keep it off stderr.
     ScopedLogCapture quiet_agent(Log::agent, LogLevel::warning);
     ScopedLogCapture quiet_position(Log::position, LogLevel::warning);
-    report.outcomes =
-        run_agents(set.agents, source.changes, shared ? &*shared : nullptr,
-                   {.jobs = static_cast<std::size_t>(settings.number("jobs").value_or(0)),
-                    .cache_warmup = settings.on("cache_warmup"),
-                    .first_answer = signal,
-                    .finished = [&board](const AgentOutcome& o) { board->finished(o); }});
+    // Each part in turn, with its own warm-up: its diff is a cacheable block
+    // of its own.
+    std::vector<std::vector<AgentOutcome>> by_agent(choice.chosen.size());
+    for (std::size_t p = 0; p < parts.size(); ++p) {
+      RunSettings run{.jobs = static_cast<std::size_t>(settings.number("jobs").value_or(0)),
+                      .cache_warmup = settings.on("cache_warmup"),
+                      .first_answer = p == 0 ? signal : std::make_shared<FirstAnswer>(),
+                      .finished = {}};
+      if (p + 1 == parts.size()) {
+        // The progress display counts an agent done after its last part.
+        run.finished = [&board](const AgentOutcome& o) { board->finished(o); };
+      }
+      std::vector<AgentOutcome> outcomes =
+          run_agents(choice.chosen, parts[p], shared ? &*shared : nullptr, run);
+      for (std::size_t a = 0; a < outcomes.size(); ++a)
+        by_agent[a].push_back(std::move(outcomes[a]));
+    }
+    for (const std::vector<AgentOutcome>& outcomes : by_agent)
+      report.outcomes.push_back(merge_parts(outcomes));
   }
   board->close();
   const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
   if (client.live) report.cost = run_cost(client, report.outcomes, wall.count());
 
   const int status = finish_review(report, output, io);
-  return post ? post_to_github(*post, report, source.changes, io, status) : status;
+  return post ? post_to_github(*post, report, selection.sent, io, status) : status;
 }
 
 std::vector<OptionSyntax> review_options() {

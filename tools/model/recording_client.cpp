@@ -57,7 +57,7 @@ CompletionResult RecordingClient::complete_with_tools(const Value& messages,
 CompletionResult RecordingClient::keep(const std::string& agent, CompletionResult result) {
   if (directory_) write_recording(*directory_, agent, result);
   const std::lock_guard lock(mutex_);
-  iterations_[agent] = result.iterations_used.value_or(1);
+  iterations_[agent] += result.iterations_used.value_or(1);
   return result;
 }
 

@@ -38,7 +38,8 @@ class RecordingClient final : public AIClient {
                                        const ToolCompleteOptions& options) override;
   std::string type_name() const override { return inner_->type_name(); }
 
-  // The iterations the last call of `agent` reported (1 when it reported
+  // The iterations the calls of `agent` reported, summed over its calls (one
+  // per part of a change reviewed in parts; 1 for a call that reported
   // none), or nullopt when it made no successful call.
   std::optional<std::int64_t> iterations(const std::string& agent) const;
 

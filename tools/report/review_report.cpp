@@ -142,6 +142,17 @@ Value report_value(const ReviewReport& report) {
                      {"agents", std::move(agents)},
                      {"warnings", Value::Sequence(report.warnings.begin(), report.warnings.end())}};
   if (report.cost) out.set("cost", cost_value(*report.cost));
+  out.set("parts", static_cast<std::int64_t>(report.parts));
+  Value::Sequence left_out, skipped;
+  for (const LeftOutFile& f : report.left_out) {
+    left_out.push_back(Value::Mapping{
+        {"path", f.path}, {"reason", f.reason}, {"bytes", static_cast<std::int64_t>(f.bytes)}});
+  }
+  for (const SkippedAgent& a : report.skipped) {
+    skipped.push_back(Value::Mapping{{"agent", a.agent}, {"reason", a.reason}});
+  }
+  out.set("left_out", std::move(left_out));
+  out.set("skipped_agents", std::move(skipped));
   Value::Sequence merged;
   for (const ReportedFinding& r : report.findings) {
     if (r.agents.size() < 2) continue;

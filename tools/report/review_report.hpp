@@ -8,8 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "change/change_selection.hpp"
 #include "report/finding_selection.hpp"
 #include "report/review_cost.hpp"
+#include "run/agent_choice.hpp"
 #include "run/review_runner.hpp"
 
 namespace tessik::cli {
@@ -26,6 +28,10 @@ struct ReviewReport {
   // Agents the run did not start and files the change left out, each with
   // its reason ("docs: not triggered"); shown by the formats that have room.
   std::vector<std::string> skipped_agents{}, left_out_files{};
+  // The same, for --json.
+  std::vector<SkippedAgent> skipped{};
+  std::vector<LeftOutFile> left_out{};
+  std::size_t parts = 1;  // the change was reviewed in this many parts
 };
 
 // True when any agent failed or gave an error verdict (exit status 1).
@@ -50,7 +56,8 @@ std::string reviewed_sentence(const ReviewReport& report,
 void print_report(std::ostream& os, const ReviewReport& report, bool verbose);
 
 // The same as JSON: {"files", "agents": [{"agent", "verdict"|"failure"}],
-// "warnings", "cost"?, "selection": {"below_severity", "below_confidence",
+// "warnings", "cost"?, "parts", "left_out": [{"path", "reason", "bytes"}],
+// "skipped_agents": [{"agent", "reason"}], "selection": {"below_severity", "below_confidence",
 // "merged": [{"file_path", "line_number", "agents"}]}}.
 Value report_value(const ReviewReport& report);
 
