@@ -4,10 +4,10 @@
 #include <tessik/foundation/json.hpp>
 #include <tessik/foundation/text.hpp>
 
-#include "run/agent_set.hpp"
 #include "cli/commands.hpp"
-#include "report/render.hpp"
 #include "model/replay_client.hpp"
+#include "report/render.hpp"
+#include "run/agent_set.hpp"
 
 namespace tessik::cli {
 namespace {

@@ -5,9 +5,9 @@
 #include <tessik/foundation/json.hpp>
 #include <tessik/foundation/text.hpp>
 
-#include "run/agent_set.hpp"
 #include "cli/commands.hpp"
 #include "model/replay_client.hpp"
+#include "run/agent_set.hpp"
 
 namespace tessik::cli {
 namespace {
