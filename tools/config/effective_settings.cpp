@@ -215,7 +215,7 @@ std::vector<OptionSyntax> setting_options() {
     if (s.flag.empty()) continue;
     std::string help(s.description);
     if (s.type == SettingType::on_off && !s.flag_sets) {
-      help = "sets " + std::string(s.key) + " to false (" + help + ")";
+      help = std::string(s.flag_help) + " (sets " + std::string(s.key) + " to false)";
     } else if (s.type != SettingType::on_off && !s.default_value.is_null() &&
                !s.default_value.is_sequence()) {
       help += " (default: " + text_form(s.default_value) + ")";

@@ -46,6 +46,9 @@ struct Setting {
   std::int64_t min = 0, max = INT64_MAX;    // whole_number range; seconds' upper bound
   std::vector<std::string_view> choices{};  // text: the accepted words
   bool flag_sets = true;                    // on_off: the value the flag gives
+  // on_off with flag_sets false: what the flag itself does, for its help
+  // line (the description says what the setting's true value does).
+  std::string_view flag_help{};
   // text_list: the command line's items are added to the file's instead of
   // replacing them.
   bool flag_adds = false;
