@@ -170,7 +170,7 @@ Exchange tool_exchange(const Protocol& p, bool stream) {
                const char* kStages[] = {"waiting", "accepted", "writing", "tool", "answered"};
                std::string line = kStages[static_cast<int>(c.stage)];
                if (c.stage == clients::CallStage::tool) {
-                 line += " " + std::string(c.tool) + " " + std::string(c.path);
+                 line.append(" ").append(c.tool).append(" ").append(c.path);
                }
                if (out.progress.empty() || out.progress.back() != line) {
                  out.progress.push_back(line);

@@ -46,7 +46,9 @@ std::string comment_body(const ReportedFinding& r, bool suggestion) {
   const AIReview& f = r.finding;
   std::string body = "**" + f.severity + "** " + markdown_inline(f.category) + ", confidence " +
                      text_form(f.confidence) + "\n\n" + finding_markdown(r, suggestion, false);
-  return cut_to_limit(std::move(body), "\n" + finding_marker(r));
+  std::string tail(1, '\n');
+  tail += finding_marker(r);
+  return cut_to_limit(std::move(body), tail);
 }
 
 }  // namespace
@@ -146,7 +148,8 @@ std::string summary_body(const ReviewReport& report, const ReviewPlan& plan,
             " more on the changed lines: a run posts at most " +
             std::to_string(kMaxInlineComments) + " inline comments.";
   }
-  const std::string marker = "\n" + summary_marker(head_sha);
+  std::string marker(1, '\n');
+  marker += summary_marker(head_sha);
   std::vector<ReportedFinding> listed = plan.outside;
   for (;;) {
     std::ostringstream os;

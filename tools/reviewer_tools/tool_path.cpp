@@ -64,7 +64,12 @@ std::optional<std::vector<std::string>> resolve_components(std::string_view path
   return parts;
 }
 
-std::string quoted_path(const std::string& path) { return "'" + shown_path(path) + "'"; }
+std::string quoted_path(const std::string& path) {
+  std::string out(1, '\'');
+  out += shown_path(path);
+  out += '\'';
+  return out;
+}
 
 std::string join_components(const std::vector<std::string>& components) {
   std::string out;
