@@ -168,13 +168,10 @@ int run_review(const ParsedArgs& args, const Io& io) {
     io.err << "tessik-agents review: warning: " << w << '\n';
   const AgentChoice choice = choose_review_agents(settings, std::move(set.agents), selection.sent);
   ReviewReport report{.files = selection.sent.size(), .warnings = set.warnings};
-  for (const SkippedAgent& a : choice.skipped) {
-    report.skipped_agents.push_back(a.agent + ": " + a.reason);
-    if (args.flag("verbose"))
-      io.err << "tessik-agents review: skipped " << report.skipped_agents.back() << '\n';
+  if (args.flag("verbose")) {
+    for (const SkippedAgent& a : choice.skipped)
+      io.err << "tessik-agents review: skipped " << a.agent << ": " << a.reason << '\n';
   }
-  for (const LeftOutFile& f : selection.left_out)
-    report.left_out_files.push_back(f.path + ": " + f.reason);
   report.skipped = choice.skipped;
   report.left_out = std::move(selection.left_out);
   std::vector<std::string> names;

@@ -37,8 +37,10 @@ void write_findings(std::ostream& os, const std::vector<ReportedFinding>& findin
 void write_left_out(std::ostream& os, const ReviewReport& report) {
   std::vector<std::string> items;
   if (!report.selection_note.empty()) items.push_back("Findings: " + report.selection_note);
-  for (const std::string& a : report.skipped_agents) items.push_back("Skipped agent: " + a);
-  for (const std::string& f : report.left_out_files) items.push_back("Left-out file: " + f);
+  for (const SkippedAgent& a : report.skipped)
+    items.push_back("Skipped agent: " + a.agent + ": " + a.reason);
+  for (const LeftOutFile& f : report.left_out)
+    items.push_back("Left-out file: " + f.path + ": " + f.reason);
   for (const std::string& w : report.warnings) items.push_back("Warning: " + w);
   if (items.empty()) return;
   os << "\n<details><summary>Left out of this review</summary>\n\n";

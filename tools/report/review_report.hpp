@@ -26,9 +26,7 @@ struct ReviewReport {
   Selection selection{};
   std::string selection_note{};  // selection_line's text, "" when nothing was left out
   // Agents the run did not start and files the change left out, each with
-  // its reason ("docs: not triggered"); shown by the formats that have room.
-  std::vector<std::string> skipped_agents{}, left_out_files{};
-  // The same, for --json.
+  // its reason; listed by the formats that have room.
   std::vector<SkippedAgent> skipped{};
   std::vector<LeftOutFile> left_out{};
   std::size_t parts = 1;  // the change was reviewed in this many parts
