@@ -10,8 +10,6 @@
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <regex>
 #include <sstream>
@@ -364,8 +362,7 @@ TEST_F(LoadingTest, SafePathComparesResolvedPathsByComponent) {
 // The anti-pattern lines of the first ANTI-PATTERNS comment in a definition
 // file, header line excluded.
 Lines own_anti_patterns(const fs::path& file) {
-  std::ifstream in(file, std::ios::binary);
-  const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+  const std::string text = read_text_file(file);
   std::smatch block;
   static const std::regex pattern(R"(<!--\s*ANTI-PATTERNS[-_A-Z]*[ \t]*\n([\s\S]*?)-->)");
   if (!std::regex_search(text, block, pattern)) return {};

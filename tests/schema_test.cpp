@@ -4,9 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -20,13 +18,6 @@ namespace {
 
 namespace fs = std::filesystem;
 const fs::path kSource = TESSIK_TEST_SOURCE_DIR;
-
-std::string read_all(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
 
 bool has_type(const Value& v, const std::string& type) {
   if (type == "object") return v.is_mapping();
@@ -82,13 +73,13 @@ void check(const Value& schema, const Value& v, const std::string& where,
 }
 
 Value definition_schema() {
-  return parse_json(read_all(kSource / "schema/agent-definition.schema.json"));
+  return parse_json(read_text_file(kSource / "schema/agent-definition.schema.json"));
 }
 
 // The definition mapping of a shipped file: a whole YAML file or a
 // Markdown front-matter.
 Value definition_data(const fs::path& file) {
-  const std::string text = read_all(file);
+  const std::string text = read_text_file(file);
   if (file.extension() == ".md") {
     const auto split = detail::split_front_matter(text);
     if (!split) throw std::runtime_error("no front-matter in " + file.string());

@@ -38,12 +38,14 @@ template <class F>
   return ::testing::AssertionFailure() << "gave " << got;
 }
 
-TEST(ToInt, ConvertsOrFailsWithTheRightKindAndMessage) {
-  const struct {
-    const char* name;
-    Value input;
-    const char* expected;
-  } cases[] = {
+struct Conversion {
+  const char* name;
+  Value input;
+  const char* expected;
+};
+
+TEST(Conversions, ToIntAndToFloatConvertOrFailWithTheRightKindAndMessage) {
+  const Conversion ints[] = {
       {"integer unchanged", Value(42), "42"},
       {"float truncates toward zero", Value(12.9), "12"},
       {"negative float truncates toward zero", Value(-1.5), "-1"},
@@ -79,17 +81,7 @@ TEST(ToInt, ConvertsOrFailsWithTheRightKindAndMessage) {
       {"a mapping", Value(Value::Mapping{{"a", 1}}),
        "TypeError: expected an integer, got a mapping of 1 key"},
   };
-  for (const auto& c : cases) {
-    EXPECT_TRUE(gives([&] { return Value(to_int(c.input)); }, c.expected)) << c.name;
-  }
-}
-
-TEST(ToFloat, ConvertsOrFailsWithTheRightKindAndMessage) {
-  const struct {
-    const char* name;
-    Value input;
-    const char* expected;
-  } cases[] = {
+  const Conversion floats[] = {
       {"integer", Value(3), "3.0"},
       {"float unchanged", Value(0.25), "0.25"},
       {"true", Value(true), "1.0"},
@@ -121,7 +113,10 @@ TEST(ToFloat, ConvertsOrFailsWithTheRightKindAndMessage) {
        "ValueError: expected a number, got the text 'x\\ny'"},
       {"null", Value(), "TypeError: expected a number, got null"},
   };
-  for (const auto& c : cases) {
+  for (const Conversion& c : ints) {
+    EXPECT_TRUE(gives([&] { return Value(to_int(c.input)); }, c.expected)) << "to_int: " << c.name;
+  }
+  for (const Conversion& c : floats) {
     EXPECT_TRUE(gives([&] { return Value(to_float(c.input)); }, c.expected)) << c.name;
   }
 }
