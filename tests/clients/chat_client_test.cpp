@@ -131,26 +131,6 @@ TEST(ChatCompletionsClient, ToolCallsAreAnsweredAsToolMessages) {
   }
 }
 
-TEST(ChatCompletionsClient, EndlessToolCallsStopAtTheIterationCap) {
-  StubServer stub(replies({answer(chat_tool_calls({{"c", "read_file", R"({"path": "a.py"})"}}))}));
-  auto options = chat_options(stub.url());
-  options.structured_output = false;
-  ChatCompletionsClient client(options);
-  FileTool files(FileTool::Files{{"a.py", "x"}});
-  const CompletionResult result = client.complete_with_tools(
-      user_turn("review"), {.tools = Value::Sequence{read_file_definition()},
-                            .tool_handlers = {{"read_file", files.handler()}},
-                            .max_iterations = 2,
-                            .max_tokens = 100,
-                            .output_config = output_config_for_three_state()});
-  EXPECT_EQ(result.iterations_used, 2);
-  EXPECT_EQ(result.hit_iteration_cap, true);
-  EXPECT_EQ(result.stop_reason, "tool_use");
-  const auto requests = stub.requests();
-  ASSERT_EQ(requests.size(), 2u);
-  EXPECT_EQ(requests[0].json().find("response_format"), nullptr);
-}
-
 // Tool rounds go out without response_format (a server that forces it over
 // the whole reply rules tool calls out); the verdict is held by one more
 // request, without tools, within the cap.
@@ -165,32 +145,23 @@ TEST(ChatCompletionsClient, ToolRoundsAreFreeAndTheVerdictIsAskedForWithinTheCap
     std::string requests;  // f: tools alone, F: tools and format, v: format alone
     std::int64_t iterations;
     bool hit_cap;
+    const char* stop_reason = "end_turn";
+    bool structured_output = true;
   } kCases[] = {
-      {"prose after a tool round is asked again",
-       4,
-       {call, prose, verdict},
-       false,
-       "ffv",
-       3,
-       false},
+      // clang-format off
+      {"prose after a tool round: asked again", 4, {call, prose, verdict}, false, "ffv", 3, false},
       {"a verdict needs no further request", 4, {call, verdict}, false, "ff", 2, false},
-      {"tools wanted with one iteration left: answered, then asked",
-       2,
-       {call, verdict},
-       false,
-       "fv",
-       2,
-       false},
-      {"the request the cap forced without a verdict reports the cap",
-       2,
-       {call, prose},
-       false,
-       "fv",
-       2,
-       true},
-      {"a refusal stands", 4, {chat_text(Value(), "content_filter")}, false, "f", 1, false},
+      {"tools wanted, one iteration left: answered, then asked", 2, {call, verdict}, false, "fv",
+       2, false},
+      {"the request the cap forced, no verdict: the cap is reported", 2, {call, prose}, false,
+       "fv", 2, true},
+      {"a refusal stands", 4, {chat_text(Value(), "content_filter")}, false, "f", 1, false,
+       "refusal"},
       {"one iteration leaves no room to ask", 1, {prose}, false, "f", 1, false},
       {"tool rounds constrained on request", 3, {call, prose, verdict}, true, "FFv", 3, false},
+      {"no structured output: endless tool calls stop at the cap", 2, {call, call}, false, "ff",
+       2, true, "tool_use", false},
+      // clang-format on
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.name);
@@ -199,6 +170,7 @@ TEST(ChatCompletionsClient, ToolRoundsAreFreeAndTheVerdictIsAskedForWithinTheCap
     StubServer stub(replies(script));
     auto options = chat_options(stub.url());
     options.constrain_tool_rounds = c.constrain_tool_rounds;
+    options.structured_output = c.structured_output;
     ChatCompletionsClient client(options);
     FileTool files(FileTool::Files{{"a.py", "x"}});
     const CompletionResult result = client.complete_with_tools(
@@ -209,6 +181,7 @@ TEST(ChatCompletionsClient, ToolRoundsAreFreeAndTheVerdictIsAskedForWithinTheCap
                               .output_config = output_config_for_three_state()});
     EXPECT_EQ(result.iterations_used, c.iterations);
     EXPECT_EQ(result.hit_iteration_cap, c.hit_cap);
+    EXPECT_EQ(result.stop_reason, c.stop_reason);
     const auto requests = stub.requests();
     ASSERT_EQ(requests.size(), c.requests.size());
     for (std::size_t i = 0; i < requests.size(); ++i) {

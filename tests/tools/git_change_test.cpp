@@ -4,10 +4,9 @@
 
 #include <gtest/gtest.h>
 
-#include <tessik/foundation/errors.hpp>
-
 #include "change/diff_split.hpp"
 #include "change/git/git_handles.hpp"
+#include "failure.hpp"
 #include "git_repo.hpp"
 
 namespace tessik::cli {
@@ -220,13 +219,11 @@ TEST(GitChange, ThePatchSizeLimitHoldsAtItsValueAndIsNamedPastIt) {
   repo.write("a.txt", "b\n");
   const std::size_t size = read_git_change(repo.path(), std::nullopt).patch.size();
   EXPECT_EQ(read_git_change(repo.path(), std::nullopt, size).patch.size(), size);
-  try {
-    read_git_change(repo.path(), std::nullopt, size - 1);
-    ADD_FAILURE() << "no limit";
-  } catch (const InvalidValueError& e) {
-    EXPECT_EQ(std::string(e.what()), "the change is larger than the text-file limit of " +
-                                         std::to_string(size - 1) + " bytes");
-  }
+  const testing::Failure f =
+      testing::failure_of([&] { read_git_change(repo.path(), std::nullopt, size - 1); });
+  EXPECT_EQ(f.kind + ": " + f.message,
+            "ValueError: the change is larger than the text-file limit of " +
+                std::to_string(size - 1) + " bytes");
 }
 
 }  // namespace

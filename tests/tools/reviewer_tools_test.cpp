@@ -22,6 +22,11 @@ namespace {
 using testing::GitRepo;
 using testing::TempDir;
 
+// The tools over `dir`'s working tree, or over the commit `range` names.
+ReviewerTools tools_at(const std::filesystem::path& dir, std::optional<std::string> range) {
+  return make_reviewer_tools(std::make_shared<const SourceTree>(read_git_change(dir, range)));
+}
+
 // A repository with something of every kind the tools must tell apart. The
 // same files are committed (ignored ones forced in where a commit could
 // hold them) so that both sides are checked alike.
@@ -52,13 +57,6 @@ class ToolRepo {
     repo.commit("force the build output in");
   }
 
-  std::shared_ptr<const SourceTree> worktree() const {
-    return std::make_shared<const SourceTree>(read_git_change(repo.path(), std::nullopt));
-  }
-  std::shared_ptr<const SourceTree> commit() const {
-    return std::make_shared<const SourceTree>(read_git_change(repo.path(), "HEAD"));
-  }
-
   GitRepo repo;
   TempDir outside;
 };
@@ -78,7 +76,8 @@ class BothSides : public ::testing::TestWithParam<bool> {
   static void SetUpTestSuite() { fixture = new ToolRepo(); }
   static void TearDownTestSuite() { delete fixture; }
   ReviewerTools tools() const {
-    return make_reviewer_tools(GetParam() ? fixture->commit() : fixture->worktree());
+    return tools_at(fixture->repo.path(),
+                    GetParam() ? std::optional<std::string>("HEAD") : std::nullopt);
   }
   static ToolRepo* fixture;
 };
@@ -238,19 +237,14 @@ TEST(ReviewerTools, ACommitShowsItsOwnVersionNotTheWorkingTree) {
   repo.write("a.txt", "new\n");
   repo.commit("two");
   repo.write("a.txt", "uncommitted\n");
-  const auto first = make_reviewer_tools(
-      std::make_shared<const SourceTree>(read_git_change(repo.path(), "HEAD~1")));
-  const auto now = make_reviewer_tools(
-      std::make_shared<const SourceTree>(read_git_change(repo.path(), std::nullopt)));
-  EXPECT_EQ(read_file(first, "a.txt"), "old\n");
-  EXPECT_EQ(read_file(now, "a.txt"), "uncommitted\n");
+  EXPECT_EQ(read_file(tools_at(repo.path(), "HEAD~1"), "a.txt"), "old\n");
+  EXPECT_EQ(read_file(tools_at(repo.path(), std::nullopt), "a.txt"), "uncommitted\n");
 }
 
 TEST(ReviewerTools, DefinitionsCarryNameDescriptionAndSchema) {
   GitRepo repo;
   repo.commit("empty");
-  const ReviewerTools t = make_reviewer_tools(
-      std::make_shared<const SourceTree>(read_git_change(repo.path(), std::nullopt)));
+  const ReviewerTools t = tools_at(repo.path(), std::nullopt);
   const std::tuple<ReviewerTool*, const char*, Value::Sequence> expected[] = {
       {t.read_file_tool.get(), "read_file", {"path"}},
       {t.read_lines_tool.get(), "read_lines", {"path", "start_line", "end_line"}},

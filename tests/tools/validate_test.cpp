@@ -3,14 +3,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <regex>
-#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include <tessik/foundation/json.hpp>
+#include <tessik/foundation/text.hpp>
 
 #include "cli/cli.hpp"
 #include "lint/check.hpp"
@@ -256,58 +255,41 @@ TEST(ValidateFormats, TextGithubJsonAndSarif) {
   EXPECT_EQ(*json.find("summary")->find("warnings"), Value(2));
 }
 
-// The parts of SARIF 2.1.0 that a code-scanning upload requires.
-TEST(ValidateFormats, SarifLogHasTheRequiredShape) {
+// What check_formats.py's SARIF 2.1.0 schema check leaves open: the tool's
+// name, texts that are not empty, URIs without blanks and each region.
+TEST(ValidateFormats, SarifLogNamesTheToolAndPlacesEachResult) {
   TempDir dir;
   const std::string file = dir.write("a b.yaml", "name: x\nsystem_prompt: p\nbogus: 1\n").string();
   const std::string missing = (dir / "missing.md").string();
   const Value log = parse_json(validate({"--format", "sarif", file, missing}).out);
-  EXPECT_EQ(*log.find("version"), Value("2.1.0"));
   EXPECT_TRUE(log.find("$schema")->as_string().ends_with("sarif-2.1.0.json"));
   const Value::Sequence& runs = log.find("runs")->as_sequence();
   ASSERT_EQ(runs.size(), 1u);
   const Value& driver = *runs[0].find("tool")->find("driver");
   EXPECT_EQ(*driver.find("name"), Value("tessik-agents"));
-  const Value::Sequence& rules = driver.find("rules")->as_sequence();
-  std::vector<std::string> ids;
-  for (const Value& rule : rules) {
-    ids.push_back(rule.find("id")->as_string());
-    EXPECT_FALSE(rule.find("shortDescription")->find("text")->as_string().empty());
-    const std::string level = rule.find("defaultConfiguration")->find("level")->as_string();
-    EXPECT_TRUE(level == "error" || level == "warning" || level == "note") << level;
+  for (const Value& rule : driver.find("rules")->as_sequence()) {
+    EXPECT_FALSE(rule.find("shortDescription")->find("text")->as_string().empty()) << rule;
   }
-  EXPECT_EQ(std::set<std::string>(ids.begin(), ids.end()).size(), ids.size())
-      << "one rule per code";
-  const Value::Sequence& results = runs[0].find("results")->as_sequence();
-  ASSERT_EQ(results.size(), 2u);
-  for (const Value& result : results) {
-    const std::int64_t index = result.find("ruleIndex")->as_int();
-    ASSERT_GE(index, 0);
-    EXPECT_EQ(*rules.at(static_cast<std::size_t>(index)).find("id"), *result.find("ruleId"));
+  std::vector<Value> regions;
+  for (const Value& result : runs[0].find("results")->as_sequence()) {
     EXPECT_FALSE(result.find("message")->find("text")->as_string().empty());
     const Value& location = *result.find("locations")->as_sequence().at(0).find("physicalLocation");
     EXPECT_EQ(location.find("artifactLocation")->find("uri")->as_string().find(' '),
               std::string::npos);
+    regions.push_back(*location.find("region"));
   }
-  const Value& region =
-      *results[0].find("locations")->as_sequence()[0].find("physicalLocation")->find("region");
-  EXPECT_EQ(*region.find("startLine"), Value(3));
-  EXPECT_EQ(*region.find("startColumn"), Value(1));
   // A problem of the whole file is placed on its first line.
-  EXPECT_EQ(
-      *results[1].find("locations")->as_sequence()[0].find("physicalLocation")->find("region"),
-      (Value::Mapping{{"startLine", 1}}));
+  EXPECT_EQ(regions, (std::vector<Value>{Value::Mapping{{"startLine", 3}, {"startColumn", 1}},
+                                         Value::Mapping{{"startLine", 1}}}));
 }
 
 TEST(ValidateCodes, TheReadmeListsEveryCodeOnce) {
-  std::ifstream in(std::filesystem::path(TESSIK_TEST_SOURCE_DIR) / "README.md");
-  std::ostringstream readme;
-  readme << in.rdbuf();
+  const std::string readme = read_text_file(std::string(TESSIK_TEST_SOURCE_DIR) + "/README.md");
   for (const LintRule& r : all_rules()) {
     const std::string row = "| " + std::string(r.code) + " | ";
-    const std::size_t at = readme.str().find(row);
+    const std::size_t at = readme.find(row);
     EXPECT_NE(at, std::string::npos) << r.code;
-    EXPECT_EQ(readme.str().find(row, at + 1), std::string::npos) << r.code;
+    EXPECT_EQ(readme.find(row, at + 1), std::string::npos) << r.code;
   }
 }
 
