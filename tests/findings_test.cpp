@@ -94,12 +94,6 @@ TEST(FilterCodeReplacement, KeepsStringLinesAndNeutralisesFences) {
   }
 }
 
-TEST(ParseFindingItem, NonMappingGivesNothing) {
-  for (const Value& item : {Value("finding"), Value(3), Value(), Value(Value::Sequence{})}) {
-    EXPECT_EQ(parse_finding_item(item, "wynn"), std::nullopt) << item;
-  }
-}
-
 TEST(ParseFindingItem, EmptyItemGetsEveryDefault) {
   const AIReview expected{.file_path = "unknown",
                           .line_number = 0,
@@ -240,6 +234,8 @@ TEST(ParseFindingItem, PassesValuesThroughAndDetectsLanguage) {
   EXPECT_EQ(f->agent_name, "corvin");
 }
 
+// Only a mapping is a finding; a read item is left alone, and one given
+// away gives the same finding.
 TEST(ParseFindingItem, AnItemGivenAwayGivesTheSameFinding) {
   const Value items[] = {
       Value::Mapping{{"file_path", "src/Db.PY"},
@@ -264,7 +260,10 @@ TEST(ParseFindingItem, AnItemGivenAwayGivesTheSameFinding) {
     ASSERT_TRUE(detail::append_finding_item(Value(item), "hesper", Value("minor"), appended));
     EXPECT_EQ(appended.back(), *read) << item;
   }
-  EXPECT_FALSE(detail::append_finding_item(Value("text"), "hesper", Value("minor"), appended));
+  for (const Value& item : {Value("finding"), Value(3), Value(), Value(Value::Sequence{})}) {
+    EXPECT_EQ(parse_finding_item(item, "hesper"), std::nullopt) << item;
+    EXPECT_FALSE(detail::append_finding_item(Value(item), "hesper", Value("minor"), appended));
+  }
   EXPECT_THROW(detail::append_finding_item(item_with("line_number", "seven"), "hesper",
                                            Value("minor"), appended),
                InvalidValueError);

@@ -40,14 +40,12 @@ std::string markdown(const std::string& name, const std::string& role = "") {
 
 using Lines = std::vector<std::string>;
 
-Lines names(const std::vector<LoadedAgent>& agents) {
+std::string name_of(const LoadedAgent& agent) { return agent.name(); }
+std::string name_of(const AgentDefinition& definition) { return definition.name; }
+template <class T>
+Lines names(const std::vector<T>& items) {
   Lines out;
-  for (const auto& agent : agents) out.push_back(agent.name());
-  return out;
-}
-Lines names(const std::vector<AgentDefinition>& definitions) {
-  Lines out;
-  for (const auto& definition : definitions) out.push_back(definition.name);
+  for (const T& item : items) out.push_back(name_of(item));
   return out;
 }
 

@@ -21,43 +21,31 @@ namespace {
 struct Protocol {
   const char* name;
   std::function<std::unique_ptr<AIClient>(const std::string& url, clients::TransportOptions)> make;
-  std::function<std::string(const std::string& url)> endpoint;
-  Value success;  // a reply body whose text is "done"
+  const char* endpoint_suffix;  // the client's endpoint is the server's URL and this
+  Value success;                // a reply body whose text is "done"
   const char* key_header;
   const char* path;
+  std::string endpoint(const std::string& url) const { return url + endpoint_suffix; }
 };
 
-const Protocol& messages_protocol() {
-  static const Protocol p{
-      "messages",
-      [](const std::string& url, clients::TransportOptions t) -> std::unique_ptr<AIClient> {
-        auto o = messages_options(url);
-        o.transport = t;
-        return std::make_unique<clients::MessagesClient>(o);
-      },
-      [](const std::string& url) { return url; },
-      messages_text("done"),
-      "x-api-key",
-      "/v1/messages"};
-  return p;
+template <class Client, class Options>
+std::unique_ptr<AIClient> make_client(Options options, clients::TransportOptions t) {
+  options.transport = t;
+  return std::make_unique<Client>(options);
 }
 
-const Protocol& chat_protocol() {
-  static const Protocol p{
-      "chat",
-      [](const std::string& url, clients::TransportOptions t) -> std::unique_ptr<AIClient> {
-        auto o = chat_options(url);
-        o.transport = t;
-        return std::make_unique<clients::ChatCompletionsClient>(o);
-      },
-      [](const std::string& url) { return url + "/v1"; },
-      chat_text("done"),
-      "authorization",
-      "/chat/completions"};
-  return p;
-}
-
-const Protocol* const kProtocols[] = {&messages_protocol(), &chat_protocol()};
+const Protocol kProtocols[] = {
+    {"messages",
+     [](const std::string& url, clients::TransportOptions t) {
+       return make_client<clients::MessagesClient>(messages_options(url), t);
+     },
+     "", messages_text("done"), "x-api-key", "/v1/messages"},
+    {"chat",
+     [](const std::string& url, clients::TransportOptions t) {
+       return make_client<clients::ChatCompletionsClient>(chat_options(url), t);
+     },
+     "/v1", chat_text("done"), "authorization", "/chat/completions"},
+};
 
 CompletionResult call(AIClient& client) {
   return client.complete(user_turn("review"), {.system = system_blocks(), .max_tokens = 64});
@@ -132,16 +120,16 @@ std::vector<Case> cases() {
 }
 
 TEST(ClientFailures, RetriesAndFailuresOfBothProtocols) {
-  for (const Protocol* p : kProtocols) {
+  for (const Protocol& p : kProtocols) {
     for (const Case& c : cases()) {
-      SCOPED_TRACE(std::string(p->name) + ": " + c.name);
+      SCOPED_TRACE(std::string(p.name) + ": " + c.name);
       std::string script = R"({"replies": [)" + c.entries;
-      if (c.then_success) script += ", " + to_json(answer(p->success));
+      if (c.then_success) script += ", " + to_json(answer(p.success));
       StubServer stub(script + "]}");
       clients::TransportOptions t = fast_transport();
       if (c.tweak) c.tweak(t);
-      const auto client = p->make(stub.url(), t);
-      const std::string provider = "model server at " + p->endpoint(stub.url());
+      const auto client = p.make(stub.url(), t);
+      const std::string provider = "model server at " + p.endpoint(stub.url());
       try {
         const CompletionResult result = call(*client);
         EXPECT_TRUE(c.error.empty()) << "succeeded: " << result.text;
@@ -150,7 +138,7 @@ TEST(ClientFailures, RetriesAndFailuresOfBothProtocols) {
         ASSERT_FALSE(c.error.empty()) << e.what();
         std::string expected = provider + ": " + c.error;
         if (const auto at = expected.find("URL"); at != std::string::npos) {
-          expected.replace(at, 3, p->endpoint(stub.url()) + p->path);
+          expected.replace(at, 3, p.endpoint(stub.url()) + p.path);
         }
         if (c.prefix_only) {
           EXPECT_EQ(std::string(e.what()).rfind(expected, 0), 0u) << e.what();
@@ -174,15 +162,15 @@ TEST(ClientFailures, RetriesAndFailuresOfBothProtocols) {
 
 TEST(ClientFailures, RefusedConnectionFailsAtOnce) {
   const std::string url = "http://127.0.0.1:" + std::to_string(closed_port());
-  for (const Protocol* p : kProtocols) {
-    SCOPED_TRACE(p->name);
-    const auto client = p->make(url, fast_transport());
+  for (const Protocol& p : kProtocols) {
+    SCOPED_TRACE(p.name);
+    const auto client = p.make(url, fast_transport());
     try {
       call(*client);
       ADD_FAILURE() << "no failure";
     } catch (const clients::ProviderError& e) {
-      EXPECT_EQ(e.what(), "model server at " + p->endpoint(url) + ": could not connect to " +
-                              p->endpoint(url) + p->path + " (connection refused or unreachable)");
+      EXPECT_EQ(e.what(), "model server at " + p.endpoint(url) + ": could not connect to " +
+                              p.endpoint(url) + p.path + " (connection refused or unreachable)");
       EXPECT_EQ(e.status(), 0);
       EXPECT_EQ(e.attempts(), 1);
     }
@@ -190,10 +178,10 @@ TEST(ClientFailures, RefusedConnectionFailsAtOnce) {
 }
 
 TEST(ClientFailures, KeyTravelsOnlyInItsHeaderAndLogsRedactIt) {
-  for (const Protocol* p : kProtocols) {
-    SCOPED_TRACE(p->name);
-    StubServer stub(replies({answer(p->success)}));
-    const auto client = p->make(stub.url(), fast_transport());
+  for (const Protocol& p : kProtocols) {
+    SCOPED_TRACE(p.name);
+    StubServer stub(replies({answer(p.success)}));
+    const auto client = p.make(stub.url(), fast_transport());
     std::vector<std::string> lines;
     {
       ScopedLogCapture capture(Log::agent, LogLevel::debug);
@@ -217,7 +205,7 @@ TEST(ClientFailures, KeyTravelsOnlyInItsHeaderAndLogsRedactIt) {
       for (const auto& [name, value] : r.headers) {
         if (value.find(kApiKey) == std::string::npos) continue;
         ++carriers;
-        EXPECT_EQ(r.header(p->key_header), value) << name;
+        EXPECT_EQ(r.header(p.key_header), value) << name;
       }
       EXPECT_EQ(carriers, 1);
     }

@@ -110,17 +110,7 @@ TEST(InputBudget, EstimateErrsHighAndPartsFitTheRoom) {
 }
 
 TEST(PartMerge, OneVerdictPerAgentNamingTheFailingPart) {
-  const AIReview finding{.file_path = "a.py",
-                         .line_number = 1,
-                         .severity = "low",
-                         .issue = "i",
-                         .suggestion = "s",
-                         .confidence = 0.5,
-                         .category = "code-quality",
-                         .agent_name = "wynn",
-                         .code_replacement = std::nullopt,
-                         .replacement_line_count = 1,
-                         .language = "python"};
+  const AIReview finding{.file_path = "a.py", .line_number = 1, .agent_name = "wynn"};
   auto outcome = [](std::optional<AgentVerdict> v) {
     AgentOutcome o{.agent = "wynn", .verdict = std::move(v)};
     if (!o.verdict) o.failure_message = "timed out";
