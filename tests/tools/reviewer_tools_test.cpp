@@ -23,7 +23,7 @@ using testing::GitRepo;
 using testing::TempDir;
 
 // The tools over `dir`'s working tree, or over the commit `range` names.
-ReviewerTools tools_at(const std::filesystem::path& dir, std::optional<std::string> range) {
+ReviewerTools tools_at(const std::filesystem::path& dir, const std::optional<std::string>& range) {
   return make_reviewer_tools(std::make_shared<const SourceTree>(read_git_change(dir, range)));
 }
 
