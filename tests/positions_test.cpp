@@ -104,25 +104,6 @@ TEST(YamlPlaces, EveryCollectionHasOnePlacePerChild) {
   }
 }
 
-TEST(YamlPlaces, SyntaxErrorsCarryTheirMarkCountedInTheFile) {
-  const struct {
-    std::string text;
-    TextPosition at;  // with first_line 1
-  } cases[] = {
-      {"a: [1\n", {2, 1}},       {"a: b: c\n", {1, 5}}, {"a: !!binary x\n", {1, 4}},
-      {"a: *nowhere\n", {1, 4}}, {"[a]: 1\n", {1, 1}},  {"a: 1\n---\nb: 2\n", {2, 1}},
-      {"a: \x01\n", {1, 4}},
-  };
-  for (const auto& c : cases) {
-    const testing::Failure plain = testing::failure_of([&] { load_yaml(c.text); });
-    EXPECT_EQ(plain.kind, "YAMLError") << c.text;
-    EXPECT_EQ(plain.at, c.at) << c.text << ": " << plain.message;
-    const testing::Failure offset = testing::failure_of([&] { load_yaml_document(c.text, 10); });
-    EXPECT_EQ(offset.message, plain.message) << "the message counts in the text";
-    EXPECT_EQ(offset.at, (TextPosition{c.at.line + 9, c.at.column})) << c.text;
-  }
-}
-
 TEST(DefinitionFailures, NameTheKeyTheValueAndWhereItStands) {
   TempDir dir;
   const struct {

@@ -4,9 +4,12 @@
 #include <tessik/foundation/yaml.hpp>
 
 #include <cmath>
+#include <cstdio>
 #include <string>
 
 #include <gtest/gtest.h>
+
+#include "failure.hpp"
 
 namespace tessik {
 namespace {
@@ -156,8 +159,26 @@ TEST(LoadYaml, ErrorsNameTheCauseAndPosition) {
       {"a: \"\x01\"", "control characters are not allowed (0x01) at line 1, column 5"},
       {"a: \xFF", "invalid leading UTF-8 octet (0xFF) at line 1, column 4"},
       {"%YAML 2.0\n--- a", "found incompatible YAML document at line 1, column 1"},
+      {"a: [1\n",
+       "did not find expected ',' or ']' at line 2, column 1 (while parsing a flow sequence at "
+       "line 1, column 4)"},
+      {"[a]: 1\n", "a sequence cannot be a mapping key; keys must be scalars at line 1, column 1"},
+      {"a: \x01\n", "control characters are not allowed (0x01) at line 1, column 4"},
   };
-  for (const auto& c : kCases) EXPECT_EQ(error_of(c.text), c.message) << c.text;
+  for (const auto& c : kCases) {
+    const testing::Failure f = testing::failure_of([&] { load_yaml(c.text); });
+    EXPECT_EQ(f.kind, "YAMLError") << c.text;
+    EXPECT_EQ(f.message, c.message) << c.text;
+    // The position is the first one the message names; a document that
+    // starts at line 10 of its file moves it, not the message.
+    std::size_t line = 0, column = 0;
+    std::sscanf(f.message.c_str() + f.message.find(" at line "), " at line %zu, column %zu", &line,
+                &column);
+    EXPECT_EQ(f.at, (TextPosition{line, column})) << c.text;
+    const testing::Failure offset = testing::failure_of([&] { load_yaml_document(c.text, 10); });
+    EXPECT_EQ(offset.message, f.message) << c.text;
+    EXPECT_EQ(offset.at, (TextPosition{line + 9, column})) << c.text;
+  }
   EXPECT_NE(error_of("a: 1\n---\n"), "") << "an empty second document is still a second one";
 }
 
