@@ -15,6 +15,10 @@
 //                     piece of text (about 4 bytes, a token) per event: the
 //                     client's CPU per streamed reply, to set beside the
 //                     whole reply's.
+// BM_MessagesBurst/N, BM_ChatBurst/N
+//                     the same events sent by the server in one write, so
+//                     that they arrive together: the decoding without a
+//                     wake-up per event.
 // BM_DecodeWhole, BM_DecodeStream
 //                     the decoding alone: the Messages reply body through
 //                     its decoder, and the same reply's event stream through
@@ -29,6 +33,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include <tessik/clients/chat_client.hpp>
 #include <tessik/clients/detail/messages_stream.hpp>
@@ -52,11 +57,28 @@ const char* const kReply =
 // One event per token of about 4 bytes.
 std::size_t token_pieces() { return std::string_view(kReply).size() / 4; }
 
+// The user turn of the burst benchmarks: the stub sends their events in one
+// write.
+const char* const kMessagesBurst = "review (messages burst)";
+const char* const kChatBurst = "review (chat burst)";
+
+// All of `events` as one chunk.
+std::vector<std::string> burst(const std::vector<std::string>& events) {
+  std::string all;
+  for (const std::string& e : events) all += e;
+  return {all};
+}
+
 // One stub for the whole run, answering both protocols, whole or streamed,
 // by path-free content.
 testing::StubServer& stub() {
   static testing::StubServer server(
       testing::replies({
+          testing::streamed(burst(testing::chat_events(testing::chat_text(kReply), token_pieces())),
+                            0, 0, {{"when", kChatBurst}}),
+          testing::streamed(
+              burst(testing::messages_events(testing::messages_text(kReply), token_pieces())), 0, 0,
+              {{"when", kMessagesBurst}}),
           testing::streamed(testing::chat_events(testing::chat_text(kReply), token_pieces()), 0, 0,
                             {{"when", "\"stream_options\""}}),
           testing::answer(testing::chat_text(kReply), {{"when", "\"role\": \"system\""}}),
@@ -111,10 +133,11 @@ void BM_BareCurl(benchmark::State& state) {
 }
 
 template <class Client, class Options>
-void run_client(benchmark::State& state, Options options, bool stream = false) {
+void run_client(benchmark::State& state, Options options, bool stream = false,
+                const char* turn = "review") {
   options.stream = stream;
   const Value system = system_with_diff(static_cast<std::size_t>(state.range(0)));
-  const Value messages = testing::user_turn("review");
+  const Value messages = testing::user_turn(turn);
   Client client(std::move(options));
   const CompleteOptions call{.system = system, .agent_name = "bench", .max_tokens = 1024};
   for (auto _ : state) {
@@ -137,6 +160,16 @@ void BM_MessagesStreamed(benchmark::State& state) {
 
 void BM_ChatStreamed(benchmark::State& state) {
   run_client<clients::ChatCompletionsClient>(state, testing::chat_options(stub().url()), true);
+}
+
+void BM_MessagesBurst(benchmark::State& state) {
+  run_client<clients::MessagesClient>(state, testing::messages_options(stub().url()), true,
+                                      kMessagesBurst);
+}
+
+void BM_ChatBurst(benchmark::State& state) {
+  run_client<clients::ChatCompletionsClient>(state, testing::chat_options(stub().url()), true,
+                                             kChatBurst);
 }
 
 void BM_DecodeWhole(benchmark::State& state) {
@@ -167,6 +200,8 @@ BENCHMARK(BM_MessagesClient)->Arg(1 << 10)->Arg(64 << 10);
 BENCHMARK(BM_ChatClient)->Arg(1 << 10)->Arg(64 << 10);
 BENCHMARK(BM_MessagesStreamed)->Arg(1 << 10)->Arg(64 << 10);
 BENCHMARK(BM_ChatStreamed)->Arg(1 << 10)->Arg(64 << 10);
+BENCHMARK(BM_MessagesBurst)->Arg(1 << 10)->Arg(64 << 10);
+BENCHMARK(BM_ChatBurst)->Arg(1 << 10)->Arg(64 << 10);
 BENCHMARK(BM_DecodeWhole);
 BENCHMARK(BM_DecodeStream);
 

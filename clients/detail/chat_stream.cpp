@@ -3,8 +3,10 @@
 #include <map>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <tessik/clients/detail/chat_wire.hpp>
+#include <tessik/clients/detail/event_scan.hpp>
 #include <tessik/clients/detail/wire_values.hpp>
 #include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/json.hpp>
@@ -17,14 +19,25 @@ struct CallPieces {
   Value whole_arguments;  // set when a server sends the arguments as an object
 };
 
+// What a chunk read in place adds: the text and the tool-call argument
+// pieces, escapes not yet undone.
+struct ScannedChunk {
+  std::string_view content;
+  bool has_content = false;
+  std::vector<std::pair<std::int64_t, std::string_view>> arguments;  // by call index
+};
+
 class ChatStream final : public ReplyStream {
  public:
+  explicit ChatStream(bool scan_deltas) : scan_deltas_(scan_deltas) {}
+
   void event(std::string_view name, std::string_view data) override {
     if (done_) throw InvalidValueError("an event arrived after [DONE]");
     if (data == "[DONE]") {
       done_ = true;
       return;
     }
+    if (scan_deltas_ && name != "error" && scanned_chunk(data)) return;
     const Value chunk = event_json(name, data);
     if (!chunk.is_mapping()) {
       throw InvalidValueError("a chunk of the stream is " + kind_phrase(chunk) + ", not an object");
@@ -66,6 +79,73 @@ class ChatStream final : public ReplyStream {
   }
 
  private:
+  // A chunk whose one choice's delta holds only a role, text or argument
+  // pieces for calls already opened, without a finish reason, usage or
+  // error, read in place; false, with nothing changed, for any other, which
+  // then takes the full path.
+  bool scanned_chunk(std::string_view data) {
+    EventScan scan(data);
+    ScannedChunk& got = scanned_;
+    got.has_content = false;
+    got.arguments.clear();
+    SeenMembers seen;
+    const auto delta = [&](std::string_view key) {
+      if (key == "content") {
+        if (!seen.first(16)) return false;
+        got.has_content = !scan.null();
+        return !got.has_content || scan.string(got.content);
+      }
+      if (key == "role") return seen.first(32) && scan.scalar();
+      if (key == "refusal") return seen.first(64) && scan.null();
+      return key == "tool_calls" && seen.first(128) &&
+             scan.array([&] { return scanned_call(scan, got); });
+    };
+    const auto choice = [&](std::string_view key) {
+      if (key == "index") return seen.first(256) && scan.scalar();
+      if (key == "delta") return seen.first(512) && scan.object(delta);
+      if (key == "finish_reason") return seen.first(1024) && scan.null();
+      return key == "logprobs" && seen.first(2048) && scan.null();
+    };
+    const bool read = scan.object([&](std::string_view key) {
+      if (key == "choices") {
+        return seen.first(1) && scan.array([&] { return seen.first(2) && scan.object(choice); });
+      }
+      if (key == "usage") return seen.first(4) && scan.null();
+      return key != "error" && scan.scalar();
+    });
+    if (!read || !scan.at_end() || !seen.all(2)) return false;
+    chunks_ = true;
+    if (got.has_content) {
+      append_unescaped(text_, got.content);
+      has_text_ = true;
+      ++pieces_;
+    }
+    for (const auto& [index, arguments] : got.arguments) {
+      append_unescaped(calls_.find(index)->second.arguments, arguments);
+      ++pieces_;
+    }
+    return true;
+  }
+
+  // One tool-call piece holding only its index, type and a piece of the
+  // arguments of a call already opened.
+  bool scanned_call(EventScan& scan, ScannedChunk& got) const {
+    std::int64_t index = -1;
+    std::string_view arguments;
+    SeenMembers seen;
+    const auto function = [&](std::string_view key) {
+      return key == "arguments" && seen.first(4) && scan.string(arguments);
+    };
+    const bool read = scan.object([&](std::string_view key) {
+      if (key == "index") return seen.first(1) && scan.integer(index);
+      if (key == "type") return seen.first(2) && scan.scalar();
+      return key == "function" && seen.first(8) && scan.object(function);
+    });
+    if (!read || !seen.all(1 | 4 | 8) || !calls_.contains(index)) return false;
+    got.arguments.emplace_back(index, arguments);
+    return true;
+  }
+
   void take(const Value& delta) {
     if (const Value* content = delta.find("content"); content && content->is_string()) {
       text_ += content->as_string();
@@ -109,6 +189,8 @@ class ChatStream final : public ReplyStream {
     ++pieces_;
   }
 
+  bool scan_deltas_;
+  ScannedChunk scanned_;  // kept to reuse its buffer
   std::string text_, refusal_;
   bool has_text_ = false;
   std::map<std::int64_t, CallPieces> calls_;  // by index, in index order
@@ -119,6 +201,10 @@ class ChatStream final : public ReplyStream {
 
 }  // namespace
 
-std::unique_ptr<ReplyStream> chat_reply_stream() { return std::make_unique<ChatStream>(); }
+std::unique_ptr<ReplyStream> chat_reply_stream() { return std::make_unique<ChatStream>(true); }
+
+std::unique_ptr<ReplyStream> chat_reply_stream_parsed() {
+  return std::make_unique<ChatStream>(false);
+}
 
 }  // namespace tessik::clients::detail

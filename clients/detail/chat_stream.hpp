@@ -17,7 +17,13 @@ namespace tessik::clients::detail {
 // "[DONE]", or at the end of the stream once a finish reason arrived (some
 // local servers send no "[DONE]"). A tool-call piece for an index that was
 // never opened with a function name is refused.
+// Chunks that only extend the text or a call's arguments are read in place
+// (see event_scan.hpp); every other chunk is parsed whole.
 std::unique_ptr<ReplyStream> chat_reply_stream();
+
+// The same assembler parsing every chunk whole: what the in-place reading
+// is checked against.
+std::unique_ptr<ReplyStream> chat_reply_stream_parsed();
 
 }  // namespace tessik::clients::detail
 

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include <tessik/clients/detail/event_scan.hpp>
 #include <tessik/clients/detail/messages_wire.hpp>
 #include <tessik/clients/detail/wire_values.hpp>
 #include <tessik/foundation/errors.hpp>
@@ -61,8 +62,11 @@ Value finished_block(Block& b) {
 
 class MessagesStream final : public ReplyStream {
  public:
+  explicit MessagesStream(bool scan_deltas) : scan_deltas_(scan_deltas) {}
+
   void event(std::string_view name, std::string_view data) override {
     if (name == "ping") return;
+    if (scan_deltas_ && name == "content_block_delta" && scanned_delta(data)) return;
     const Value e = event_json(name, data);
     if (name == "error" || text_at(e, "type") == "error") throw_reported_error(e);
     std::string type = text_at(e, "type");
@@ -147,6 +151,39 @@ class MessagesStream final : public ReplyStream {
     ++pieces_;
   }
 
+  // A text or tool-input delta for an open block, read in place; false,
+  // with nothing changed, for any other event and any delta in another
+  // shape, which then takes the full path.
+  bool scanned_delta(std::string_view data) {
+    if (finished_ || message_.is_null()) return false;
+    EventScan scan(data);
+    std::string_view type, kind, piece;
+    std::int64_t index = -1;
+    bool json = false;
+    SeenMembers seen;
+    const auto delta_member = [&](std::string_view key) {
+      if (key == "type") return seen.first(8) && scan.string(kind);
+      json = key == "partial_json";
+      return (json || key == "text") && seen.first(16) && scan.string(piece);
+    };
+    const bool read = scan.object([&](std::string_view key) {
+      if (key == "type") return seen.first(1) && scan.string(type);
+      if (key == "index") return seen.first(2) && scan.integer(index);
+      return key == "delta" && seen.first(4) && scan.object(delta_member);
+    });
+    if (!read || !scan.at_end() || !seen.all(31) || type != "content_block_delta" ||
+        kind != (json ? "input_json_delta" : "text_delta") ||
+        index >= static_cast<std::int64_t>(blocks_.size()) ||
+        !blocks_[static_cast<std::size_t>(index)].open) {
+      return false;
+    }
+    Block& b = blocks_[static_cast<std::size_t>(index)];
+    append_unescaped(json ? b.json : b.text, piece);
+    b.has_json = b.has_json || json;
+    ++pieces_;
+    return true;
+  }
+
   void message_delta(const Value& e) {
     Value::Mapping& m = message_.as_mapping();
     if (const Value* d = mapping_at(e, "delta")) {
@@ -173,6 +210,7 @@ class MessagesStream final : public ReplyStream {
     finished_ = true;
   }
 
+  bool scan_deltas_;
   Value message_;  // null until message_start
   std::vector<Block> blocks_;
   std::int64_t pieces_ = 0;
@@ -181,6 +219,12 @@ class MessagesStream final : public ReplyStream {
 
 }  // namespace
 
-std::unique_ptr<ReplyStream> messages_reply_stream() { return std::make_unique<MessagesStream>(); }
+std::unique_ptr<ReplyStream> messages_reply_stream() {
+  return std::make_unique<MessagesStream>(true);
+}
+
+std::unique_ptr<ReplyStream> messages_reply_stream_parsed() {
+  return std::make_unique<MessagesStream>(false);
+}
 
 }  // namespace tessik::clients::detail

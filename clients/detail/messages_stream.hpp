@@ -16,7 +16,13 @@ namespace tessik::clients::detail {
 // what decode_messages_reply builds from the same message sent whole. The
 // server has taken the request at message_start. Tool input whose JSON
 // never closes becomes a call with a problem, as a non-object input does.
+// Text and tool-input deltas in their usual shape are read in place (see
+// event_scan.hpp); every other event is parsed whole.
 std::unique_ptr<ReplyStream> messages_reply_stream();
+
+// The same assembler parsing every event whole: what the in-place reading
+// is checked against.
+std::unique_ptr<ReplyStream> messages_reply_stream_parsed();
 
 }  // namespace tessik::clients::detail
 

@@ -8,11 +8,13 @@
 namespace tessik::clients::detail {
 namespace {
 
+// The first CR or LF from `at`: the LF by memchr, then a CR before it.
 const char* line_end(const char* at, const char* end) {
-  for (; at != end; ++at) {
-    if (*at == '\n' || *at == '\r') return at;
-  }
-  return end;
+  const auto left = static_cast<std::size_t>(end - at);
+  const void* lf = std::memchr(at, '\n', left);
+  const char* stop = lf ? static_cast<const char*>(lf) : end;
+  const void* cr = std::memchr(at, '\r', static_cast<std::size_t>(stop - at));
+  return cr ? static_cast<const char*>(cr) : stop;
 }
 
 }  // namespace
@@ -34,9 +36,8 @@ void SseDecoder::feed(std::string_view bytes, const EventSink& sink) {
       line(std::string_view(at, static_cast<std::size_t>(stop - at)), sink);
     } else {
       line_.append(at, stop);
-      const std::string whole = std::move(line_);
+      line(line_, sink);  // line() leaves line_ alone; its buffer is kept for the next
       line_.clear();
-      line(whole, sink);
     }
     at = stop + 1;
     if (*stop == '\r') {

@@ -298,6 +298,23 @@ std::vector<StreamCase> stream_cases() {
         "200)",
         "the event stream holds a line that is not an event field: '{\"type\": \"message\"}' (HTTP "
         "200)"}},
+      {"a \\u escape, a repeated key: left to the full parse, the same text",
+       [](bool chat, const auto& whole) {
+         std::vector<std::string> events;
+         for (std::string e : whole) {
+           const bool wide = e.find("ü") != std::string::npos;
+           const std::string from = wide ? "ü" : chat ? "\"content\": " : "\"text\": ";
+           const std::string to = wide   ? "\\u00fc"
+                                  : chat ? "\"content\": null, \"content\": "
+                                         : "\"text\": 1, \"text\": ";
+           if (const auto at = e.find(from); at != std::string::npos)
+             e.replace(at, from.size(), to);
+           events.push_back(e);
+         }
+         return Value::Sequence{streamed(events)};
+       },
+       1,
+       {"", ""}},
       {"a stream that stops before its final event is retried",
        [](bool chat, const auto& whole) {
          return once(streamed(head(whole, chat ? 2 : whole.size() - 1)), true, whole);
