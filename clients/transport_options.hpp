@@ -17,11 +17,18 @@
 // factor in [0.5, 1] (jitter, so that agents sharing a rate limit do not
 // retry in step). A `retry-after` header in seconds raises the wait to that
 // many seconds, but never above `retry_after_max`.
+//
+// Cancellation: with `cancellation` set, cancelling it ends the calls in
+// flight and the waits before retries, and no call is retried after it
+// (cancellation.hpp).
 #ifndef TESSIK_CLIENTS_TRANSPORT_OPTIONS_HPP_
 #define TESSIK_CLIENTS_TRANSPORT_OPTIONS_HPP_
 
 #include <chrono>
 #include <cstddef>
+#include <memory>
+
+#include <tessik/clients/cancellation.hpp>
 
 namespace tessik::clients {
 
@@ -55,6 +62,8 @@ struct TransportOptions {
   // Idle connections kept open for reuse (keep-alive) between calls: 8,
   // one per agent of a usual review run.
   std::size_t max_idle_connections = 8;
+  // Shared by the calls it may stop; none: calls run to their end.
+  std::shared_ptr<const Cancellation> cancellation{};
 };
 
 }  // namespace tessik::clients

@@ -45,7 +45,9 @@ struct Transfer {
   StreamReceiver* receiver = nullptr;
   bool decided = false, streaming = false, stalled = false;
   std::exception_ptr refused;
-  milliseconds idle_timeout{0};
+  const Cancellation* cancellation = nullptr;  // ends the attempt when cancelled
+  bool cancelled = false;
+  milliseconds idle_timeout{0};  // zero: no limit
   std::chrono::steady_clock::time_point last_activity{};
   curl_off_t last_up = 0, last_down = 0;
 };
@@ -83,9 +85,15 @@ std::size_t on_body(char* data, std::size_t size, std::size_t count, void* user)
 }
 
 // Called by libcurl at least once a second while a transfer runs: ends an
-// attempt that has neither sent nor received a byte for the idle timeout.
+// attempt once cancelled, or when it has neither sent nor received a byte
+// for the idle timeout.
 int on_progress(void* user, curl_off_t, curl_off_t down, curl_off_t, curl_off_t up) {
   auto& t = *static_cast<Transfer*>(user);
+  if (t.cancellation && t.cancellation->cancelled()) {
+    t.cancelled = true;
+    return 1;  // aborts the transfer
+  }
+  if (t.idle_timeout.count() <= 0) return 0;
   const auto now = std::chrono::steady_clock::now();
   if (down != t.last_down || up != t.last_up) {
     t.last_down = down;
@@ -170,7 +178,8 @@ Attempt perform(CURL* h, const HttpRequest& request, curl_slist* headers, const 
   Attempt a;
   a.transfer.cap = o.max_response_bytes;
   a.transfer.receiver = receiver;
-  a.transfer.idle_timeout = o.idle_timeout;
+  a.transfer.idle_timeout = receiver ? o.idle_timeout : milliseconds(0);
+  a.transfer.cancellation = o.cancellation.get();
   a.transfer.last_activity = std::chrono::steady_clock::now();
   curl_easy_reset(h);  // keeps the handle's live connections
   curl_easy_setopt(h, CURLOPT_URL, request.url.c_str());
@@ -193,7 +202,7 @@ Attempt perform(CURL* h, const HttpRequest& request, curl_slist* headers, const 
   curl_easy_setopt(h, CURLOPT_WRITEDATA, &a.transfer);
   curl_easy_setopt(h, CURLOPT_HEADERFUNCTION, &on_header);
   curl_easy_setopt(h, CURLOPT_HEADERDATA, &a.transfer);
-  if (receiver && o.idle_timeout.count() > 0) {
+  if (a.transfer.cancellation || a.transfer.idle_timeout.count() > 0) {
     curl_easy_setopt(h, CURLOPT_NOPROGRESS, 0L);
     curl_easy_setopt(h, CURLOPT_XFERINFOFUNCTION, &on_progress);
     curl_easy_setopt(h, CURLOPT_XFERINFODATA, &a.transfer);
@@ -264,6 +273,15 @@ milliseconds jittered(milliseconds delay) {
   return milliseconds(static_cast<std::int64_t>(static_cast<double>(delay.count()) * factor(rng)));
 }
 
+// Waits `delay` before a retry; false when cancelled meanwhile.
+bool wait_before_retry(const TransportOptions& o, milliseconds delay) {
+  if (!o.cancellation) {
+    std::this_thread::sleep_for(delay);
+    return true;
+  }
+  return !o.cancellation->wait_for(delay);
+}
+
 }  // namespace
 
 bool retryable_status(long status) noexcept {
@@ -288,7 +306,7 @@ milliseconds backoff_delay(const TransportOptions& options, int retry) noexcept 
 }
 
 HttpTransport::HttpTransport(TransportOptions options, std::string provider, std::string secret)
-    : options_(options), provider_(std::move(provider)), secret_(std::move(secret)) {
+    : options_(std::move(options)), provider_(std::move(provider)), secret_(std::move(secret)) {
   init_curl_once();
   options_.max_attempts = std::max(options_.max_attempts, 1);
 }
@@ -340,7 +358,14 @@ HttpResponse HttpTransport::post(const HttpRequest& request, StreamReceiver* rec
     Log::agent.debug("[tessik] %s %s (%d bytes) headers: %s", request.method, request.url,
                      request.body.size(), redact(names));
   }
+  // A cancelled call ends here, before its next attempt, and is not retried.
+  const auto cancelled = [&](int attempts) {
+    std::string message = provider_ + ": the request to " + request.url + " was cancelled";
+    if (attempts > 1) message += " (after " + std::to_string(attempts) + " attempts)";
+    return ProviderError(redact(std::move(message)), provider_, 0, attempts);
+  };
   for (int attempt = 1;; ++attempt) {
+    if (options_.cancellation && options_.cancellation->cancelled()) throw cancelled(attempt - 1);
     Attempt a;
     {
       void* h = acquire();
@@ -368,9 +393,10 @@ HttpResponse HttpTransport::post(const HttpRequest& request, StreamReceiver* rec
       }
       Log::agent.debug("[tessik] %s answered HTTP %d; retry %d in %d ms", provider_, a.status,
                        attempt, wait.count());
-      std::this_thread::sleep_for(wait);
+      if (!wait_before_retry(options_, wait)) throw cancelled(attempt);
       continue;
     }
+    if (a.transfer.cancelled) throw cancelled(attempt);
     const bool broken = retryable_code(a.code) || a.transfer.stalled || cut_stream(a);
     if (last || a.transfer.too_large || !broken) {
       std::string message = provider_ + ": " + failure_text(a, request, options_);
@@ -380,7 +406,7 @@ HttpResponse HttpTransport::post(const HttpRequest& request, StreamReceiver* rec
     const milliseconds wait = jittered(backoff_delay(options_, attempt));
     Log::agent.debug("[tessik] %s: connection broken; retry %d in %d ms", provider_, attempt,
                      wait.count());
-    std::this_thread::sleep_for(wait);
+    if (!wait_before_retry(options_, wait)) throw cancelled(attempt);
   }
 }
 

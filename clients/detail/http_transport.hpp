@@ -73,7 +73,9 @@ class HttpTransport {
   // server-sent events goes to it (HttpResponse::streamed), the idle timeout
   // applies, and a stream that stalls or ends before its final event counts
   // as a broken connection (retried). What the receiver throws becomes a
-  // ProviderError with the HTTP status.
+  // ProviderError with the HTTP status. Once the options' cancellation is
+  // cancelled, the attempt in flight ends, no other starts, and
+  // ProviderError (status 0) says the request was cancelled.
   HttpResponse post(const HttpRequest& request, StreamReceiver* receiver = nullptr);
 
   const TransportOptions& options() const noexcept { return options_; }

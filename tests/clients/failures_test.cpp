@@ -3,9 +3,12 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <thread>
+#include <utility>
 
 #include <gtest/gtest.h>
 
+#include <tessik/clients/cancellation.hpp>
 #include <tessik/clients/chat_client.hpp>
 #include <tessik/clients/messages_client.hpp>
 #include <tessik/clients/provider_error.hpp>
@@ -30,7 +33,7 @@ struct Protocol {
 
 template <class Client, class Options>
 std::unique_ptr<AIClient> make_client(Options options, clients::TransportOptions t) {
-  options.transport = t;
+  options.transport = std::move(t);
   return std::make_unique<Client>(options);
 }
 
@@ -173,6 +176,39 @@ TEST(ClientFailures, RefusedConnectionFailsAtOnce) {
                               p.endpoint(url) + p.path + " (connection refused or unreachable)");
       EXPECT_EQ(e.status(), 0);
       EXPECT_EQ(e.attempts(), 1);
+    }
+  }
+}
+
+// Cancelled while its answer is awaited or while it waits to retry, a call
+// ends with one request sent; once cancelled, no call sends anything.
+TEST(ClientFailures, ACancelledCallEndsAndIsNeverRetried) {
+  for (const Protocol& p : kProtocols) {
+    for (const char* entry : {R"({"action": "hang"})", R"({"status": 503})", ""}) {
+      SCOPED_TRACE(std::string(p.name) + ": " + entry);
+      StubServer stub(std::string(R"({"replies": [)") + entry + "]}");
+      const auto cancel = std::make_shared<clients::Cancellation>();
+      clients::TransportOptions t = fast_transport();
+      t.backoff_initial = t.backoff_max = std::chrono::minutes(10);
+      t.cancellation = cancel;
+      const auto client = p.make(stub.url(), t);
+      const std::size_t sent = *entry == '\0' ? 0 : 1;
+      if (sent == 0) cancel->cancel();
+      std::jthread canceller([&] {
+        for (int i = 0; i < 1000 && stub.requests().size() < sent; ++i)
+          std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        cancel->cancel();
+      });
+      try {
+        call(*client);
+        ADD_FAILURE() << "no failure";
+      } catch (const clients::ProviderError& e) {
+        EXPECT_EQ(e.what(), "model server at " + p.endpoint(stub.url()) + ": the request to " +
+                                p.endpoint(stub.url()) + p.path + " was cancelled");
+        EXPECT_EQ(e.status(), 0);
+        EXPECT_EQ(e.attempts(), static_cast<int>(sent));
+      }
+      EXPECT_EQ(stub.requests().size(), sent);
     }
   }
 }

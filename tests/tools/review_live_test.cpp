@@ -6,9 +6,12 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <map>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <tessik/foundation/json.hpp>
@@ -25,6 +28,7 @@ namespace tessik::cli {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 using testing::GitRepo;
 using testing::StubServer;
 
@@ -382,18 +386,29 @@ INSTANTIATE_TEST_SUITE_P(Protocols, LiveReview, ::testing::Values(0, 1, 2, 3),
                                   ((info.param & 2) != 0 ? "Streamed" : "");
                          });
 
-// A failure every agent meets alike is said once, on standard error.
-TEST(LiveReviewFailures, AServerThatIsDownOrRefusesTheKeyIsOneLine) {
+// A failure every agent meets alike is said once, on standard error; a
+// warm-up request the server refuses as such stops the others unsent.
+TEST(LiveReviewFailures, AServerThatIsDownOrRefusesTheRequestIsOneLine) {
   Project project;
+  const auto refusing = [](int status, const char* type, const char* message) {
+    return testing::replies({testing::answer(
+        Value::Mapping{{"type", "error"},
+                       {"error", Value::Mapping{{"type", type}, {"message", message}}}},
+        {{"status", status}})});
+  };
+  StubServer key(refusing(401, "authentication_error", "invalid x-api-key"));
+  StubServer too_long(refusing(400, "invalid_request_error", "prompt is too long: 250000 tokens"));
   const std::string down = "http://127.0.0.1:" + std::to_string(testing::closed_port());
-  StubServer refusing(testing::replies(
-      {testing::answer(Value::Mapping{{"type", "error"},
-                                      {"error", Value::Mapping{{"type", "authentication_error"},
-                                                               {"message", "invalid x-api-key"}}}},
-                       {{"status", 401}})}));
-  for (const std::string& endpoint : {down, refusing.url()}) {
+  const std::string unsent =
+      " (the warm-up request of corvin; the other 3 agents' requests were "
+      "not sent)\n";
+  const struct {
+    std::string endpoint;
+    const StubServer* stub;  // null: nothing listens
+  } cases[] = {{down, nullptr}, {key.url(), &key}, {too_long.url(), &too_long}};
+  for (const auto& c : cases) {
     const Outcome r = run({"review", "--git", "--repo", project.repo.path().string(), "--model",
-                           "m", "--endpoint", endpoint, "--retries", "0"});
+                           "m", "--endpoint", c.endpoint, "--retries", "0"});
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.out, "");
     EXPECT_EQ(std::count(r.err.begin(), r.err.end(), '\n'), 1) << r.err;
@@ -402,6 +417,88 @@ TEST(LiveReviewFailures, AServerThatIsDownOrRefusesTheKeyIsOneLine) {
                           0),
               0u)
         << r.err;
+    EXPECT_EQ(r.err.ends_with(unsent), c.stub != nullptr) << r.err;
+    if (c.stub) {
+      EXPECT_EQ(c.stub->requests().size(), 1u);
+    }
+  }
+  const Outcome json = run({"review", "--git", "--repo", project.repo.path().string(), "--model",
+                            "m", "--endpoint", too_long.url(), "--json"});
+  EXPECT_EQ(json.status, 1);
+  EXPECT_EQ(too_long.requests().size(), 2u);  // one more, for this run
+  const Value::Sequence agents = parse_json(json.out).find("agents")->as_sequence();
+  ASSERT_EQ(agents.size(), 4u);
+  for (std::size_t i = 0; i < agents.size(); ++i) {
+    const Value& failure = *agents[i].find("failure");
+    EXPECT_EQ(failure.find("kind")->as_string(), i == 0 ? "ClientError" : "NotSent");
+    const std::string message = failure.find("message")->as_string();
+    EXPECT_EQ(message.rfind(i == 0 ? "model server at "
+                                   : "not sent: the warm-up request of corvin failed as this "
+                                     "one would: model server at ",
+                            0),
+              0u)
+        << message;
+    EXPECT_TRUE(message.ends_with("(HTTP 400): prompt is too long: 250000 tokens")) << message;
+  }
+}
+
+// The tool as a child process, interrupted once the fast agents' verdicts
+// are in while the others' requests hang: it cancels those, starts nothing
+// more, and prints and records what arrived.
+TEST(LiveReviewFailures, SigintAndSigtermReportTheVerdictsAlreadyIn) {
+  Project project;
+  const struct {
+    int signal;
+    const char* flags;
+    std::vector<std::string> fast;
+    std::size_t sent;  // requests that reach the server
+  } cases[] = {
+      {SIGINT, "", {"corvin", "hesper"}, 4},                   // the last two hang
+      {SIGTERM, "--jobs 1 --no-cache-warmup", {"corvin"}, 2},  // hesper hangs; two never start
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.flags);
+    Value::Sequence script;
+    for (const std::string& agent : c.fast) {
+      std::string name = agent;
+      name[0] = static_cast<char>(std::toupper(name[0]));
+      script.push_back(
+          testing::answer(testing::messages_text(kClean), {{"when", "You are " + name}}));
+    }
+    script.push_back(Value::Mapping{{"action", "hang"}});
+    StubServer stub(testing::replies(std::move(script)));
+    testing::TempDir dir;
+    const std::vector<std::string> args = testing::words(
+        std::string(TESSIK_AGENTS_TOOL) + " review --git --model m --retries 0 --json " + c.flags,
+        {"--repo", project.repo.path().string(), "--endpoint", stub.url(), "--record",
+         (dir / "rec").string()});
+    const pid_t pid = testing::spawn(args, dir / "out", dir / "err");
+    const auto in = [&] {
+      for (const std::string& agent : c.fast) {
+        if (!fs::exists(dir / "rec" / (agent + ".json"))) return false;
+      }
+      return stub.requests().size() == c.sent;
+    };
+    for (int i = 0; i < 3000 && !in(); ++i) std::this_thread::sleep_for(10ms);
+    ASSERT_TRUE(in()) << testing::read_text(dir / "err");
+    ::kill(pid, c.signal);
+    const std::optional<int> status = testing::wait_for_exit(pid, 60s);  // a hang guard
+    ASSERT_TRUE(status) << "still running after the signal";
+    EXPECT_EQ(*status, 128 + c.signal) << testing::read_text(dir / "err");
+    EXPECT_EQ(stub.requests().size(), c.sent);
+    const Value json = parse_json(testing::read_text(dir / "out"));
+    for (const Value& a : json.find("agents")->as_sequence()) {
+      const std::string agent = a.find("agent")->as_string();
+      const bool fast = std::count(c.fast.begin(), c.fast.end(), agent) > 0;
+      EXPECT_EQ(a.find("verdict") != nullptr, fast) << agent;
+      EXPECT_EQ(fs::exists(dir / "rec" / (agent + ".json")), fast) << agent;
+      if (!fast) {
+        EXPECT_EQ(*a.find("failure")->find("kind"), Value("Interrupted")) << agent;
+      }
+    }
+    testing::expect_contains(testing::read_text(dir / "err"),
+                             {"tessik-agents review: interrupted by " +
+                              std::string(c.signal == SIGINT ? "SIGINT" : "SIGTERM")});
   }
 }
 

@@ -7,7 +7,8 @@
 //
 // Exit statuses: 0 success; 1 a checked file is invalid, an input cannot be
 // read, or a review yields an error verdict; 2 a usage error (unknown
-// command or option, missing argument).
+// command or option, missing argument); 128 + N a review stopped by signal
+// N (130 SIGINT, 143 SIGTERM).
 #ifndef TESSIK_TOOLS_CLI_CLI_HPP_
 #define TESSIK_TOOLS_CLI_CLI_HPP_
 

@@ -9,6 +9,7 @@
 #include <iostream>
 #include <ostream>
 
+#include <tessik/clients/cancellation.hpp>
 #include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/json.hpp>
 
@@ -27,6 +28,7 @@
 #include "run/part_merge.hpp"
 #include "run/progress_board.hpp"
 #include "run/review_runner.hpp"
+#include "run/stop_signals.hpp"
 
 namespace tessik::cli {
 namespace {
@@ -37,6 +39,8 @@ struct ReviewClient {
   std::optional<LiveClient> live{};
   std::optional<ModelSettings> settings{};
   std::shared_ptr<RecordingClient> recorder{};
+  // Ends the live client's calls when the review is interrupted.
+  std::shared_ptr<clients::Cancellation> cancellation{};
 };
 
 ReviewClient review_client(const ParsedArgs& args, const EffectiveSettings& settings,
@@ -58,6 +62,8 @@ ReviewClient review_client(const ParsedArgs& args, const EffectiveSettings& sett
     transport.max_attempts = static_cast<int>(settings.number("retries").value_or(3)) + 1;
     transport.idle_timeout = std::chrono::milliseconds(
         static_cast<std::int64_t>(settings.seconds("idle_timeout").value_or(120) * 1000.0));
+    c.cancellation = std::make_shared<clients::Cancellation>();
+    transport.cancellation = c.cancellation;
     c.live = make_live_client(*c.settings, process_environment, transport,
                               {.constrain_replies = settings.on("constrain_replies"),
                                .constrain_tool_rounds = settings.on("constrain_tool_rounds")},
@@ -181,6 +187,13 @@ int run_review(const ParsedArgs& args, const Io& io) {
   const std::vector<std::vector<FileChange>> parts =
       plan_parts(settings, choice.chosen, shared ? &*shared : nullptr, selection.sent);
   report.parts = parts.size();
+  // SIGINT and SIGTERM from here on: no agent starts any more, the requests
+  // in flight are cancelled, and what arrived is reported.
+  const auto stop = std::make_shared<RunStop>();
+  const StopSignals signals([stop, cancel = client.cancellation](int s) {
+    stop->interrupt(s);
+    if (cancel) cancel->cancel();
+  });
   board->begin(names);
   const auto start = std::chrono::steady_clock::now();
   {
@@ -194,7 +207,8 @@ int run_review(const ParsedArgs& args, const Io& io) {
       RunSettings run{.jobs = static_cast<std::size_t>(settings.number("jobs").value_or(0)),
                       .cache_warmup = settings.on("cache_warmup"),
                       .first_answer = p == 0 ? signal : std::make_shared<FirstAnswer>(),
-                      .finished = {}};
+                      .finished = {},
+                      .stop = stop};
       if (p + 1 == parts.size()) {
         // The progress display counts an agent done after its last part.
         run.finished = [&board](const AgentOutcome& o) { board->finished(o); };
@@ -212,6 +226,12 @@ int run_review(const ParsedArgs& args, const Io& io) {
   if (client.live) report.cost = run_cost(client, report.outcomes, wall.count());
 
   const int status = finish_review(report, output, io);
+  if (const int s = stop->signal()) {
+    io.err << "tessik-agents review: interrupted by " << signal_name(s)
+           << ": the verdicts that arrived before it are reported"
+           << (post ? "; nothing was posted" : "") << '\n';
+    return 128 + s;
+  }
   return post ? post_to_github(*post, report, selection.sent, io, status) : status;
 }
 
@@ -256,7 +276,10 @@ Command review_command() {
                "--format writes text, json, markdown (a pull-request comment), github\n"
                "(workflow annotations), sarif or rdjson; --post github also posts the review\n"
                "on the pull request (GITHUB_TOKEN). Exit status 1 when any agent yields an\n"
-               "error verdict or fails, or a finding reaches --fail-on."},
+               "error verdict or fails, or a finding reaches --fail-on. SIGINT (Ctrl-C) or\n"
+               "SIGTERM stops the review: requests in flight are cancelled, the verdicts\n"
+               "already in are reported, and the exit status is 130 (SIGINT) or 143\n"
+               "(SIGTERM); a second one ends the process at once."},
           run_review};
 }
 

@@ -2,6 +2,7 @@
 
 #include <exception>
 
+#include <tessik/clients/provider_error.hpp>
 #include <tessik/foundation/errors.hpp>
 
 namespace tessik::cli {
@@ -10,6 +11,11 @@ Failure current_failure() noexcept {
   try {
     try {
       throw;
+    } catch (const clients::ProviderError& e) {
+      return {.kind = std::string(e.class_name()),
+              .message = e.what(),
+              .call_site = e.call_site().value_or(""),
+              .status = e.status()};
     } catch (const Error& e) {
       return {.kind = std::string(e.class_name()),
               .message = e.what(),

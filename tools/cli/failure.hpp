@@ -13,6 +13,7 @@ struct Failure {
   std::string kind;       // the failure class name ("ValueError"), "Error" for any other
   std::string message;    // what() of the exception
   std::string call_site;  // where a client call failed; empty otherwise
+  long status = 0;        // the HTTP status of a model server's refusal; 0 otherwise
 };
 
 // The failure being handled. Call only inside a catch block; never throws.

@@ -44,6 +44,11 @@ void print_findings(std::ostream& os, const AgentVerdict& v) {
 }
 
 void print_outcome(std::ostream& os, const ReviewReport& report, const AgentOutcome& o) {
+  if (o.halt != Halt::none) {
+    os << o.agent << (o.halt == Halt::interrupted ? ": interrupted" : ": not sent") << '\n'
+       << "  " << o.failure_message << '\n';
+    return;
+  }
   if (!o.verdict) {
     os << o.agent << ": failed, " << o.failure_kind
        << (o.call_site.empty() ? "" : " in " + o.call_site) << '\n'
@@ -80,14 +85,25 @@ bool any_error(const ReviewReport& report) {
 std::optional<std::string> common_failure(const ReviewReport& report) {
   if (report.outcomes.empty()) return std::nullopt;
   const AgentOutcome& first = report.outcomes.front();
+  std::size_t not_sent = 0;
   for (const AgentOutcome& o : report.outcomes) {
-    if (o.verdict || o.failure_kind != first.failure_kind ||
+    if (o.halt == Halt::not_sent && first.halt == Halt::none) {
+      ++not_sent;  // stopped by the first agent's failure
+      continue;
+    }
+    if (o.verdict || o.halt != Halt::none || o.failure_kind != first.failure_kind ||
         o.failure_message != first.failure_message || o.call_site != first.call_site) {
       return std::nullopt;
     }
   }
-  return first.failure_kind + (first.call_site.empty() ? "" : " in " + first.call_site) + ": " +
-         first.failure_message;
+  std::string line = first.failure_kind +
+                     (first.call_site.empty() ? "" : " in " + first.call_site) + ": " +
+                     first.failure_message;
+  if (not_sent > 0) {
+    line += " (the warm-up request of " + first.agent + "; the other " + std::to_string(not_sent) +
+            (not_sent == 1 ? " agent's request was" : " agents' requests were") + " not sent)";
+  }
+  return line;
 }
 
 std::string reviewed_sentence(const ReviewReport& report, std::optional<std::size_t> findings) {

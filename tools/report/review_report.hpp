@@ -37,6 +37,9 @@ bool any_error(const ReviewReport& report);
 
 // When every agent failed with the same failure (a server that is down or
 // refuses the key), that failure as one line: "KIND in CALL_SITE: MESSAGE".
+// The agents a failed warm-up left unsent count as failing alike; the line
+// then ends "(the warm-up request of AGENT; the other N agents' requests
+// were not sent)".
 std::optional<std::string> common_failure(const ReviewReport& report);
 
 // The opening sentence of every report format, which counts the agents that

@@ -16,6 +16,7 @@ AgentOutcome merge_parts(std::span<const AgentOutcome> parts) {
       out.failure_kind = p.failure_kind;
       out.failure_message = part + p.failure_message;
       out.call_site = p.call_site;
+      out.halt = p.halt;
       return out;
     }
     if (p.verdict->is_error()) {

@@ -32,6 +32,8 @@ std::string padded(std::string_view text, std::size_t width) {
 }
 
 std::string verdict_words(const AgentOutcome& o) {
+  if (o.halt == Halt::interrupted) return "interrupted";
+  if (o.halt == Halt::not_sent) return "not sent";
   if (!o.verdict) return "failed";
   if (o.verdict->is_findings()) {
     const std::size_t n = o.verdict->findings().size();

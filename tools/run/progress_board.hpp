@@ -11,7 +11,7 @@
 // An agent is "queued" until its first request goes out, then "waiting for
 // the model", "writing (N tokens)" while a streamed reply arrives, "calling
 // read_file on src/app.py" while a tool runs, and "done: clean", "done: 2
-// findings", "done: error" or "failed" at the end, each with the seconds
+// findings", "done: error", "failed", "not sent" or "interrupted" at the end, each with the seconds
 // since it started. `live` redraws the lines in place at most ten times a
 // second (a terminal) and leaves them as the summary; `plain` prints one
 // line per change of stage (no token counts); `off` prints nothing.

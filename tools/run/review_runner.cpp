@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <csignal>
 #include <memory>
 #include <thread>
 
@@ -10,9 +11,18 @@
 namespace tessik::cli {
 namespace {
 
-AgentOutcome run_one(const LoadedAgent& agent, std::span<const FileChange> changes,
-                     const SharedAnalysisResult* shared) {
-  AgentOutcome o{.agent = agent.name()};
+// An outcome, and the HTTP status of the model server's refusal that made
+// it a failure (0 for any other).
+struct Ran {
+  AgentOutcome outcome;
+  long refused = 0;
+};
+
+Ran run_one(const LoadedAgent& agent, std::span<const FileChange> changes,
+            const SharedAnalysisResult* shared, const RunStop& stop) {
+  if (std::optional<AgentOutcome> o = stop.stopped(agent.name(), false)) return {std::move(*o)};
+  Ran r{.outcome = {.agent = agent.name()}};
+  AgentOutcome& o = r.outcome;
   const auto start = std::chrono::steady_clock::now();
   try {
     o.verdict = agent.analyse(changes, shared);
@@ -21,12 +31,69 @@ AgentOutcome run_one(const LoadedAgent& agent, std::span<const FileChange> chang
     o.failure_kind = std::move(f.kind);
     o.failure_message = std::move(f.message);
     o.call_site = std::move(f.call_site);
+    r.refused = f.status;
   }
   o.elapsed = std::chrono::steady_clock::now() - start;
-  return o;
+  if (o.verdict) return r;
+  // Failed after the stop: its calls were cancelled.
+  if (std::optional<AgentOutcome> stopped = stop.stopped(agent.name(), true)) {
+    stopped->elapsed = o.elapsed;
+    return {std::move(*stopped)};
+  }
+  return r;
+}
+
+// A status that every agent's request would meet alike: the server refused
+// the request itself, and no retry changes that.
+bool refused_for_all(long status) {
+  return status >= 400 && status <= 499 && status != 408 && status != 429;
 }
 
 }  // namespace
+
+std::string signal_name(int signal) {
+  if (signal == SIGINT) return "SIGINT";
+  if (signal == SIGTERM) return "SIGTERM";
+  return "signal " + std::to_string(signal);
+}
+
+void RunStop::interrupt(int signal) {
+  const std::lock_guard lock(mutex_);
+  if (halt_ != Halt::none) return;
+  halt_ = Halt::interrupted;
+  signal_ = signal;
+}
+
+void RunStop::refuse(const AgentOutcome& warmup) {
+  const std::lock_guard lock(mutex_);
+  if (halt_ != Halt::none) return;
+  halt_ = Halt::not_sent;
+  warmup_agent_ = warmup.agent;
+  warmup_failure_ = warmup.failure_message;
+}
+
+int RunStop::signal() const {
+  const std::lock_guard lock(mutex_);
+  return halt_ == Halt::interrupted ? signal_ : 0;
+}
+
+std::optional<AgentOutcome> RunStop::stopped(const std::string& agent, bool started) const {
+  const std::lock_guard lock(mutex_);
+  if (halt_ == Halt::none) return std::nullopt;
+  AgentOutcome o{.agent = agent, .halt = halt_};
+  if (halt_ == Halt::not_sent) {
+    o.failure_kind = "NotSent";
+    o.failure_message = "not sent: the warm-up request of " + warmup_agent_ +
+                        " failed as this one would: " + warmup_failure_;
+  } else {
+    o.failure_kind = "Interrupted";
+    o.failure_message = started
+                            ? "interrupted by " + signal_name(signal_) +
+                                  " before its verdict arrived; its request was cancelled"
+                            : "not started: the review was interrupted by " + signal_name(signal_);
+  }
+  return o;
+}
 
 void FirstAnswer::notify() {
   {
@@ -78,10 +145,11 @@ std::vector<AgentOutcome> run_agents(std::span<const LoadedAgent> agents,
                                      const RunSettings& settings) {
   std::vector<AgentOutcome> outcomes(agents.size());
   const std::size_t jobs = settings.jobs == 0 ? agents.size() : settings.jobs;
+  const std::shared_ptr<RunStop> stop = settings.stop ? settings.stop : std::make_shared<RunStop>();
   std::atomic<std::size_t> next{0};
   auto work = [&] {
     for (std::size_t i = next++; i < agents.size(); i = next++) {
-      outcomes[i] = run_one(agents[i], changes, shared);
+      outcomes[i] = run_one(agents[i], changes, shared, *stop).outcome;
       if (settings.finished) settings.finished(outcomes[i]);
     }
   };
@@ -93,7 +161,9 @@ std::vector<AgentOutcome> run_agents(std::span<const LoadedAgent> agents,
         settings.first_answer ? settings.first_answer : std::make_shared<FirstAnswer>();
     next = 1;
     pool.emplace_back([&, signal] {
-      outcomes[0] = run_one(agents[0], changes, shared);
+      Ran first = run_one(agents[0], changes, shared, *stop);
+      if (refused_for_all(first.refused)) stop->refuse(first.outcome);
+      outcomes[0] = std::move(first.outcome);
       if (settings.finished) settings.finished(outcomes[0]);
       signal->notify();
       work();

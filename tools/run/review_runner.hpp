@@ -16,7 +16,13 @@
 //
 // Outcomes come back in the agents' order whatever order they finish in. An
 // analysis that throws becomes an outcome with the failure's kind, message
-// and call site; the others still run.
+// and call site; the others still run, with two exceptions (see RunStop):
+// a warm-up request the server refuses as it would refuse every agent's (an
+// HTTP status from 400 to 499 other than 408 and 429: a prompt too long, a
+// refused key, an unknown model) stops the others before they send
+// anything, and an interruption stops every agent. A failure a retry might
+// mend (429, 5xx, a timeout, a broken connection), even after the retries
+// ran out, stops nothing: another agent's request may still get through.
 #ifndef TESSIK_TOOLS_RUN_REVIEW_RUNNER_HPP_
 #define TESSIK_TOOLS_RUN_REVIEW_RUNNER_HPP_
 
@@ -35,12 +41,50 @@
 
 namespace tessik::cli {
 
+// Why an agent has no verdict without having failed itself.
+enum class Halt {
+  none,
+  not_sent,     // the warm-up's failure stopped it before its request went out
+  interrupted,  // an interruption stopped it, before it started or in flight
+};
+
 struct AgentOutcome {
   std::string agent{};
-  std::optional<AgentVerdict> verdict{};  // absent when the analysis threw
+  std::optional<AgentVerdict> verdict{};  // absent when the analysis threw or was stopped
+  // A stopped agent's kind is "NotSent" or "Interrupted", with a message
+  // saying why.
   std::string failure_kind{}, failure_message{}, call_site{};
   std::chrono::duration<double> elapsed{};  // the analysis's wall time
+  Halt halt = Halt::none;
 };
+
+// Stops the agents of a run, and of every later run it is given to, once
+// stopped: those that have not started never start, and an analysis that
+// fails after the stop counts as stopped. The first reason wins.
+// Thread-safe.
+class RunStop {
+ public:
+  // The run is interrupted by `signal` (SIGINT, SIGTERM). The caller also
+  // cancels the client's calls in flight.
+  void interrupt(int signal);
+  // `warmup`, the first agent's outcome, is a failure every agent would
+  // meet: the others are not sent.
+  void refuse(const AgentOutcome& warmup);
+  // The signal given to `interrupt` when it was the reason; 0 otherwise.
+  int signal() const;
+  // The outcome of `agent` stopped now, or nullopt when nothing stopped the
+  // run; `started`: whether its analysis ran.
+  std::optional<AgentOutcome> stopped(const std::string& agent, bool started) const;
+
+ private:
+  mutable std::mutex mutex_;
+  Halt halt_ = Halt::none;
+  int signal_ = 0;
+  std::string warmup_agent_{}, warmup_failure_{};
+};
+
+// "SIGINT", "SIGTERM", or "signal N".
+std::string signal_name(int signal);
 
 // Tells the warm-up that the server has taken the first agent's first request
 // while its analysis goes on: a streamed reply's first event or a reviewer
@@ -71,6 +115,8 @@ struct RunSettings {
   // Called with each outcome as its analysis ends, on the agent's thread
   // (several at once); may be empty.
   std::function<void(const AgentOutcome&)> finished{};
+  // Shared by the runs of one review; none: a run of its own.
+  std::shared_ptr<RunStop> stop{};
 };
 
 // Runs `analyse(changes, shared)` of every agent as described above. Never
