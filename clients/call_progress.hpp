@@ -9,7 +9,8 @@
 // A call reports, under the agent name of its request: `waiting` when a
 // request goes out; `accepted` when a streamed reply's first event shows the
 // server has taken it (its prompt is then in the provider's cache);
-// `writing` as the reply's pieces arrive; `tool` before a tool handler runs;
+// `writing` as the reply's pieces arrive (the first at once, then the count
+// so far at most every 50 ms); `tool` before a tool handler runs;
 // `answered` when a reply has arrived whole (streamed or not). A tool-use
 // exchange repeats the cycle once per round. A retried attempt reports
 // again from `accepted`.

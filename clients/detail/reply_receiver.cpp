@@ -12,6 +12,7 @@ void ReplyReceiver::start() {
   stream_ = make_();
   accepted_ = false;
   pieces_ = 0;
+  last_writing_ = {};
 }
 
 void ReplyReceiver::receive(std::string_view bytes) {
@@ -22,10 +23,12 @@ void ReplyReceiver::receive(std::string_view bytes) {
     accepted_ = true;
     report(observer_, agent_, CallStage::accepted);
   }
-  if (stream.pieces() != pieces_) {
-    pieces_ = stream.pieces();
-    report(observer_, agent_, CallStage::writing, pieces_);
-  }
+  if (!observer_ || stream.pieces() == pieces_) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (pieces_ != 0 && now - last_writing_ < kWritingEvery) return;
+  pieces_ = stream.pieces();
+  last_writing_ = now;
+  report(observer_, agent_, CallStage::writing, pieces_);
 }
 
 }  // namespace tessik::clients::detail

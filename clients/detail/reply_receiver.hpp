@@ -4,6 +4,7 @@
 #ifndef TESSIK_CLIENTS_DETAIL_REPLY_RECEIVER_HPP_
 #define TESSIK_CLIENTS_DETAIL_REPLY_RECEIVER_HPP_
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -19,6 +20,12 @@ namespace tessik::clients::detail {
 // Sends `stage` to `observer` (which may be empty) for `agent`.
 void report(const ProgressObserver& observer, std::string_view agent, CallStage stage,
             std::int64_t pieces = 0);
+
+// How often a call reports `writing` at most: the first piece at once, then
+// the count so far when this long has passed since the last report and a
+// piece arrived (a display redraws no faster; an observer's lock is not
+// taken once per token).
+inline constexpr std::chrono::milliseconds kWritingEvery{50};
 
 // One call's receiver. Not thread-safe: one per request, used by the
 // transport on the calling thread. `observer` and `agent` must outlive it.
@@ -42,7 +49,8 @@ class ReplyReceiver final : public StreamReceiver {
   SseDecoder decoder_;
   std::unique_ptr<ReplyStream> stream_;
   bool accepted_ = false;
-  std::int64_t pieces_ = 0;
+  std::int64_t pieces_ = 0;  // as last reported
+  std::chrono::steady_clock::time_point last_writing_{};
 };
 
 }  // namespace tessik::clients::detail
