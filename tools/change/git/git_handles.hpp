@@ -1,7 +1,7 @@
 // Owning handles for the libgit2 objects the tool uses, and the one place
 // that turns a libgit2 failure into an exception.
 //
-//   git::Session session;  // libgit2 initialised for the handles' lifetime
+//   git::Session session;  // libgit2 initialised before the first handle
 //   git::Repository repo = git::open_repository("/src/project");
 //   git::Object head = git::revparse(repo, "HEAD");
 //
@@ -28,12 +28,16 @@ class GitError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// Keeps libgit2 initialised; libgit2 counts nested initialisations, so any
-// number may live at once, on any thread.
+// Makes sure libgit2 is initialised; any number may live at once, on any
+// thread. The first initialises libgit2 for the rest of the process: each
+// initialisation after a shutdown would load the system's certificate
+// bundle again (several milliseconds, on every review).
 class Session {
  public:
-  Session() { git_libgit2_init(); }
-  ~Session() { git_libgit2_shutdown(); }
+  Session() {
+    static const int once = git_libgit2_init();
+    (void)once;
+  }
   Session(const Session&) = delete;
   Session& operator=(const Session&) = delete;
 };
