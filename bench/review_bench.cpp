@@ -15,9 +15,12 @@
 //                       at L. The warm-up then ends at the first event.
 //
 // The counter "per_L" is the wall time of one review divided by L.
+//
+//   TESSIK_BENCH_L=0.2 tessik_review_bench    L = 200 ms instead of 500 ms
 #include <benchmark/benchmark.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -28,7 +31,13 @@
 namespace tessik {
 namespace {
 
-constexpr double kDelaySeconds = 0.5;  // L
+// L: 0.5 s, or the seconds in TESSIK_BENCH_L (the fixed work of a review
+// shows more at a small L).
+const double kDelaySeconds = [] {
+  const char* set = std::getenv("TESSIK_BENCH_L");
+  const double seconds = set ? std::strtod(set, nullptr) : 0;
+  return seconds > 0 ? seconds : 0.5;
+}();
 
 const char kClean[] = R"({"status": "clean", "summary": "Looked at it.", "confidence": 0.9})";
 
