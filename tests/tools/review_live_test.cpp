@@ -398,6 +398,7 @@ TEST(LiveReviewFailures, AServerThatIsDownOrRefusesTheRequestIsOneLine) {
   };
   StubServer key(refusing(401, "authentication_error", "invalid x-api-key"));
   StubServer too_long(refusing(400, "invalid_request_error", "prompt is too long: 250000 tokens"));
+  StubServer busy(refusing(503, "overloaded_error", "busy"));  // a retry may mend it
   const std::string down = "http://127.0.0.1:" + std::to_string(testing::closed_port());
   const std::string unsent =
       " (the warm-up request of corvin; the other 3 agents' requests were "
@@ -405,7 +406,11 @@ TEST(LiveReviewFailures, AServerThatIsDownOrRefusesTheRequestIsOneLine) {
   const struct {
     std::string endpoint;
     const StubServer* stub;  // null: nothing listens
-  } cases[] = {{down, nullptr}, {key.url(), &key}, {too_long.url(), &too_long}};
+    std::size_t sent;        // requests that reach it
+  } cases[] = {{down, nullptr, 0},
+               {key.url(), &key, 1},
+               {too_long.url(), &too_long, 1},
+               {busy.url(), &busy, 4}};
   for (const auto& c : cases) {
     const Outcome r = run({"review", "--git", "--repo", project.repo.path().string(), "--model",
                            "m", "--endpoint", c.endpoint, "--retries", "0"});
@@ -417,9 +422,9 @@ TEST(LiveReviewFailures, AServerThatIsDownOrRefusesTheRequestIsOneLine) {
                           0),
               0u)
         << r.err;
-    EXPECT_EQ(r.err.ends_with(unsent), c.stub != nullptr) << r.err;
+    EXPECT_EQ(r.err.ends_with(unsent), c.sent == 1) << r.err;
     if (c.stub) {
-      EXPECT_EQ(c.stub->requests().size(), 1u);
+      EXPECT_EQ(c.stub->requests().size(), c.sent);
     }
   }
   const Outcome json = run({"review", "--git", "--repo", project.repo.path().string(), "--model",

@@ -7,11 +7,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <functional>
 #include <mutex>
 
+#include <tessik/clients/provider_error.hpp>
 #include <tessik/foundation/errors.hpp>
 
 #include "fake_client.hpp"
@@ -140,6 +142,52 @@ TEST(ReviewRunner, WarmUpEndsWhenTheFirstAgentsModelAsksForATool) {
   run_agents(agents, kChanges, nullptr, {.jobs = 0, .cache_warmup = true, .first_answer = signal});
   EXPECT_EQ(log.max_running(), 4u);
   EXPECT_EQ(log.events().front(), "start corvin");
+}
+
+// Corvin's server refuses it (HTTP 400), after calling a tool or not; the
+// others' requests are answered.
+class RefusingClient final : public AIClient {
+ public:
+  explicit RefusingClient(bool call_tool) : call_tool_(call_tool) {}
+  CompletionResult complete(const Value&, const CompleteOptions& o) override {
+    return answer(o.agent_name);
+  }
+  bool offers_tools() const noexcept override { return true; }
+  CompletionResult complete_with_tools(const Value&, const ToolCompleteOptions& o) override {
+    if (call_tool_) o.tool_handlers.begin()->second(Value::Mapping{});
+    return answer(o.agent_name);
+  }
+  std::atomic<int> calls{0};
+
+ private:
+  CompletionResult answer(const std::string& agent) {
+    ++calls;
+    if (agent != "corvin") return {.text = kClean};
+    throw clients::ProviderError("server: bad request (HTTP 400)", "server", 400, 1);
+  }
+  bool call_tool_;
+};
+
+// A warm-up refused before the server took any of it leaves the others
+// unsent; once its model called a tool the warm-up was over, and the
+// others run (one job: they would run after the refusal).
+TEST(ReviewRunner, ARefusedWarmUpStopsTheOthersOnlyBeforeTheServerTookIt) {
+  for (const bool tool_first : {false, true}) {
+    SCOPED_TRACE(tool_first);
+    const auto client = std::make_shared<RefusingClient>(tool_first);
+    const auto signal = std::make_shared<FirstAnswer>();
+    const std::vector<LoadedAgent> agents = load_all_agents(
+        AIConfig{.ai_max_tokens = 100, .custom_agents_dir = std::nullopt}, client, std::nullopt,
+        notifying_tools({.read_file_tool = testing::FakeTool::named("read_file")}, signal));
+    const std::vector<AgentOutcome> outcomes = run_agents(
+        agents, kChanges, nullptr, {.jobs = 1, .cache_warmup = true, .first_answer = signal});
+    EXPECT_EQ(client->calls, tool_first ? 4 : 1);
+    EXPECT_EQ(outcomes[0].failure_message, "server: bad request (HTTP 400)");
+    for (std::size_t i = 1; i < outcomes.size(); ++i) {
+      EXPECT_EQ(outcomes[i].verdict.has_value(), tool_first);
+      EXPECT_EQ(outcomes[i].halt, tool_first ? Halt::none : Halt::not_sent);
+    }
+  }
 }
 
 TEST(Recording, WhatIsRecordedReplaysAsTheSameResult) {

@@ -91,6 +91,7 @@ std::string finding_markdown(const ReportedFinding& r, bool suggestion_block, bo
 }
 
 std::string verdict_words(const AgentOutcome& o) {
+  if (o.halt != Halt::none) return std::string(halt_words(o.halt));
   if (!o.verdict) return "failed: " + o.failure_kind;
   const AgentVerdict& v = *o.verdict;
   if (v.is_findings()) return plural(static_cast<std::int64_t>(v.size()), "finding");

@@ -35,7 +35,7 @@ std::string finding_markdown(const ReportedFinding& r, bool suggestion_block, bo
 
 // The agent's verdict in a few words: "2 findings", "clean (confidence
 // 0.9)", "error max_iterations_no_verdict after 5 iterations", "failed:
-// KIND".
+// KIND", "not sent", "interrupted".
 std::string verdict_words(const AgentOutcome& o);
 
 // The agent's summary, or its error or failure message; "" when none.

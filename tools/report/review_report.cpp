@@ -45,8 +45,7 @@ void print_findings(std::ostream& os, const AgentVerdict& v) {
 
 void print_outcome(std::ostream& os, const ReviewReport& report, const AgentOutcome& o) {
   if (o.halt != Halt::none) {
-    os << o.agent << (o.halt == Halt::interrupted ? ": interrupted" : ": not sent") << '\n'
-       << "  " << o.failure_message << '\n';
+    os << o.agent << ": " << halt_words(o.halt) << '\n' << "  " << o.failure_message << '\n';
     return;
   }
   if (!o.verdict) {

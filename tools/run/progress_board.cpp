@@ -32,8 +32,7 @@ std::string padded(std::string_view text, std::size_t width) {
 }
 
 std::string verdict_words(const AgentOutcome& o) {
-  if (o.halt == Halt::interrupted) return "interrupted";
-  if (o.halt == Halt::not_sent) return "not sent";
+  if (o.halt != Halt::none) return std::string(halt_words(o.halt));
   if (!o.verdict) return "failed";
   if (o.verdict->is_findings()) {
     const std::size_t n = o.verdict->findings().size();

@@ -51,6 +51,18 @@ bool refused_for_all(long status) {
 
 }  // namespace
 
+std::string_view halt_words(Halt halt) noexcept {
+  switch (halt) {
+    case Halt::not_sent:
+      return "not sent";
+    case Halt::interrupted:
+      return "interrupted";
+    case Halt::none:
+      break;
+  }
+  return "";
+}
+
 std::string signal_name(int signal) {
   if (signal == SIGINT) return "SIGINT";
   if (signal == SIGTERM) return "SIGTERM";
@@ -101,6 +113,11 @@ void FirstAnswer::notify() {
     answered_ = true;
   }
   cv_.notify_all();
+}
+
+bool FirstAnswer::answered() {
+  const std::lock_guard lock(mutex_);
+  return answered_;
 }
 
 void FirstAnswer::wait() {
@@ -162,7 +179,10 @@ std::vector<AgentOutcome> run_agents(std::span<const LoadedAgent> agents,
     next = 1;
     pool.emplace_back([&, signal] {
       Ran first = run_one(agents[0], changes, shared, *stop);
-      if (refused_for_all(first.refused)) stop->refuse(first.outcome);
+      // Refused before the server took any of its requests: once it took one
+      // (a streamed reply began, a tool was called), the others are on
+      // their way and a later refusal is the first agent's own.
+      if (refused_for_all(first.refused) && !signal->answered()) stop->refuse(first.outcome);
       outcomes[0] = std::move(first.outcome);
       if (settings.finished) settings.finished(outcomes[0]);
       signal->notify();

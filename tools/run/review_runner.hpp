@@ -17,12 +17,13 @@
 // Outcomes come back in the agents' order whatever order they finish in. An
 // analysis that throws becomes an outcome with the failure's kind, message
 // and call site; the others still run, with two exceptions (see RunStop):
-// a warm-up request the server refuses as it would refuse every agent's (an
-// HTTP status from 400 to 499 other than 408 and 429: a prompt too long, a
-// refused key, an unknown model) stops the others before they send
-// anything, and an interruption stops every agent. A failure a retry might
-// mend (429, 5xx, a timeout, a broken connection), even after the retries
-// ran out, stops nothing: another agent's request may still get through.
+// a warm-up the server refuses before it took any request of it, as it
+// would refuse every agent's (an HTTP status from 400 to 499 other than 408
+// and 429: a prompt too long, a refused key, an unknown model), stops the
+// others before they send anything; an interruption stops every agent. A
+// failure a retry might mend (429, 5xx, a timeout, a broken connection),
+// even after the retries ran out, stops nothing: another agent's request
+// may still get through.
 #ifndef TESSIK_TOOLS_RUN_REVIEW_RUNNER_HPP_
 #define TESSIK_TOOLS_RUN_REVIEW_RUNNER_HPP_
 
@@ -35,6 +36,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <tessik/agent_loader.hpp>
@@ -83,6 +85,9 @@ class RunStop {
   std::string warmup_agent_{}, warmup_failure_{};
 };
 
+// How the reports name a halt: "not sent", "interrupted"; "" for none.
+std::string_view halt_words(Halt halt) noexcept;
+
 // "SIGINT", "SIGTERM", or "signal N".
 std::string signal_name(int signal);
 
@@ -95,6 +100,8 @@ class FirstAnswer {
   void notify();
   // Blocks until `notify` has been called.
   void wait();
+  // Whether `notify` has been called.
+  bool answered();
 
  private:
   std::mutex mutex_;
