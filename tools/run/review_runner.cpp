@@ -150,7 +150,8 @@ std::shared_ptr<ReviewerTool> notifying(const std::shared_ptr<ReviewerTool>& too
 
 }  // namespace
 
-ReviewerTools notifying_tools(const ReviewerTools& tools, std::shared_ptr<FirstAnswer> signal) {
+ReviewerTools notifying_tools(const ReviewerTools& tools,
+                              const std::shared_ptr<FirstAnswer>& signal) {
   return {.read_file_tool = notifying(tools.read_file_tool, signal),
           .read_lines_tool = notifying(tools.read_lines_tool, signal),
           .find_code_tool = notifying(tools.find_code_tool, signal)};

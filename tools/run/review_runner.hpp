@@ -111,7 +111,8 @@ class FirstAnswer {
 
 // `tools` with every present tool wrapped so that each call notifies
 // `signal` before it runs. Definitions and answers are the wrapped tools'.
-ReviewerTools notifying_tools(const ReviewerTools& tools, std::shared_ptr<FirstAnswer> signal);
+ReviewerTools notifying_tools(const ReviewerTools& tools,
+                              const std::shared_ptr<FirstAnswer>& signal);
 
 struct RunSettings {
   std::size_t jobs = 0;  // most analyses at once; 0: every agent
