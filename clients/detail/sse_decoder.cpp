@@ -1,5 +1,6 @@
 #include <tessik/clients/detail/sse_decoder.hpp>
 
+#include <algorithm>
 #include <cstring>
 
 #include <tessik/clients/detail/reply_text.hpp>
@@ -8,14 +9,27 @@
 namespace tessik::clients::detail {
 namespace {
 
-// The first CR or LF from `at`: the LF by memchr, then a CR before it.
-const char* line_end(const char* at, const char* end) {
-  const auto left = static_cast<std::size_t>(end - at);
-  const void* lf = std::memchr(at, '\n', left);
-  const char* stop = lf ? static_cast<const char*>(lf) : end;
-  const void* cr = std::memchr(at, '\r', static_cast<std::size_t>(stop - at));
-  return cr ? static_cast<const char*>(cr) : stop;
-}
+// The next place of one byte in a piece, found by memchr and kept until the
+// reading passes it: each byte of a piece is searched at most once per kind
+// (a piece without CR, the usual LF stream, is searched for CR once).
+class NextByte {
+ public:
+  NextByte(char byte, const char* end) : byte_(byte), at_(end), end_(end) {}
+  const char* from(const char* at) {
+    if (!searched_ || at_ < at) {
+      const void* found = std::memchr(at, byte_, static_cast<std::size_t>(end_ - at));
+      at_ = found ? static_cast<const char*>(found) : end_;
+      searched_ = true;
+    }
+    return at_;
+  }
+
+ private:
+  char byte_;
+  const char* at_;
+  const char* const end_;
+  bool searched_ = false;
+};
 
 }  // namespace
 
@@ -26,8 +40,9 @@ void SseDecoder::feed(std::string_view bytes, const EventSink& sink) {
     if (*at == '\n') ++at;
     after_cr_ = false;
   }
+  NextByte next_lf('\n', end), next_cr('\r', end);
   while (at != end) {
-    const char* stop = line_end(at, end);
+    const char* stop = std::min(next_lf.from(at), next_cr.from(at));
     if (stop == end) {
       line_.append(at, end);
       return;
