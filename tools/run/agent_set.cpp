@@ -62,7 +62,12 @@ AgentSet load_agent_set(const std::optional<std::string>& builtin,
     set.warnings = capture.messages();
   }
   // Where each agent came from: the built-in set alone, and the enabled
-  // custom definitions. Their log lines repeat the ones above.
+  // custom definitions. Their log lines repeat the ones above. Without
+  // custom definitions the set just loaded is the built-in set.
+  if (!custom) {
+    for (const LoadedAgent& a : set.agents) set.builtin_names.insert(a.name());
+    return set;
+  }
   ScopedLogCapture quiet(Log::agent, LogLevel::warning);
   for (const LoadedAgent& a :
        load_all_agents(AIConfig{.ai_max_tokens = max_tokens, .custom_agents_dir = std::nullopt},
