@@ -34,7 +34,8 @@ namespace {
 // L: 0.5 s, or the seconds in TESSIK_BENCH_L (the fixed work of a review
 // shows more at a small L).
 const double kDelaySeconds = [] {
-  const char* set = std::getenv("TESSIK_BENCH_L");
+  const char* set =
+      std::getenv("TESSIK_BENCH_L");  // NOLINT(concurrency-mt-unsafe): read once, at start-up
   const double seconds = set ? std::strtod(set, nullptr) : 0;
   return seconds > 0 ? seconds : 0.5;
 }();
