@@ -362,12 +362,28 @@ TEST_P(LiveReview, AChangeOverTheBudgetIsReviewedInPartsThatFit) {
   EXPECT_TRUE(stub.requests().empty());
 
   args.back() = "--json";
+  testing::TempDir recordings;
+  args.insert(args.end(), {"--record", recordings.path().string()});
   const Outcome r = run(args);
   ASSERT_EQ(r.status, 0) << r.err;
   const Value json = parse_json(r.out);
   const std::int64_t parts = json.find("parts")->as_int();
   EXPECT_GE(parts, 4);
   EXPECT_EQ(json.find("agents")->as_sequence().size(), 4u);  // one verdict per agent
+  // Every part of every agent is recorded, and the recording replays in parts.
+  for (const Value& agent : json.find("agents")->as_sequence()) {
+    const std::string name = agent.find("agent")->as_string();
+    for (std::int64_t n = 2; n <= parts; ++n) {
+      EXPECT_TRUE(
+          std::filesystem::exists(recordings / (name + ".part-" + std::to_string(n) + ".json")))
+          << name << " part " << n;
+    }
+  }
+  const Outcome replay =
+      run({"review", "--git", "--json", "--repo", repo.path().string(), "--replies",
+           recordings.path().string(), "--max-input-tokens", std::to_string(budget)});
+  ASSERT_EQ(replay.status, 0) << replay.err;
+  EXPECT_EQ(parse_json(replay.out).find("parts")->as_int(), parts);
   const std::vector<testing::StubRequest> requests = stub.requests();
   ASSERT_EQ(requests.size(), static_cast<std::size_t>(parts) * 4);
   std::size_t cut_notes = 0, last_line = 0;

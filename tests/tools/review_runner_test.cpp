@@ -207,6 +207,16 @@ TEST(Recording, WhatIsRecordedReplaysAsTheSameResult) {
     EXPECT_EQ(back.iterations_used, c.iterations_used);
     EXPECT_EQ(back.hit_iteration_cap, c.hit_iteration_cap);
   }
+  // An agent's later calls (the parts of a change) replay their own files,
+  // or the first call's when the recording has no file for them.
+  write_recording(dir / "parts", "wynn", {.text = "one"});
+  write_recording(dir / "parts", "wynn", {.text = "two"}, 2);
+  ReplayClient parts(dir / "parts");
+  std::vector<std::string> texts;
+  for (int i = 0; i < 3; ++i) {
+    texts.push_back(parts.complete(Value::Sequence{}, {.agent_name = "wynn"}).text);
+  }
+  EXPECT_EQ(texts, (std::vector<std::string>{"one", "two", "one"}));
 }
 
 TEST(Recording, TheWrapperPassesThroughAndNamesTheLiveClient) {

@@ -9,7 +9,11 @@
 // A recording is the replay format (replay_client.hpp): DIR/<agent>.json
 // holds the reply text exactly as the model wrote it, DIR/<agent>.meta.json
 // the completion facts the client reported (keys absent when not reported).
-// The directory is created when missing. A failed call records nothing.
+// A change reviewed in parts makes one call per part for each agent: the
+// agent's second call is kept as DIR/<agent>.part-2.json (and .meta.json),
+// its third as .part-3, and so on, which the replay reads in the same
+// order. The directory is created when missing. A failed call records
+// nothing, but still counts as its part.
 //
 // The wrapper reports the wrapped client's type name and tool support, so
 // call sites and dispatch are those of the live client. Thread-safe when
@@ -44,19 +48,27 @@ class RecordingClient final : public AIClient {
   std::optional<std::int64_t> iterations(const std::string& agent) const;
 
  private:
-  CompletionResult keep(const std::string& agent, CompletionResult result);
+  // The number of `agent`'s call now starting, from 1.
+  int next_call(const std::string& agent);
+  CompletionResult keep(const std::string& agent, int call, CompletionResult result);
 
   std::shared_ptr<AIClient> inner_;
   std::optional<std::filesystem::path> directory_;
   mutable std::mutex mutex_;
   std::map<std::string, std::int64_t> iterations_;
+  std::map<std::string, int> calls_;
 };
 
-// Writes `result` for `agent` into `directory` in the replay format. Throws
-// InvalidValueError for an agent name that is not a plain file name and
-// FileSystemError when a file cannot be written.
+// Writes `result` for `agent`'s call number `call` (from 1) into
+// `directory` in the replay format. Throws InvalidValueError for an agent
+// name that is not a plain file name and FileSystemError when a file cannot
+// be written.
 void write_recording(const std::filesystem::path& directory, const std::string& agent,
-                     const CompletionResult& result);
+                     const CompletionResult& result, int call = 1);
+
+// The name without extension of the files holding `agent`'s call number
+// `call`: "<agent>" for the first, "<agent>.part-N" for the Nth.
+std::string recording_stem(const std::string& agent, int call);
 
 }  // namespace tessik::cli
 

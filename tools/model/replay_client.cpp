@@ -1,5 +1,7 @@
 #include "model/replay_client.hpp"
 
+#include "model/recording_client.hpp"
+
 #include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/json.hpp>
 #include <tessik/foundation/text.hpp>
@@ -22,15 +24,17 @@ const Value* meta_entry(const Value& meta, const char* key, Value::Kind kind, co
 
 }  // namespace
 
-CompletionResult ReplayClient::replay(const std::string& agent_name) const {
+CompletionResult ReplayClient::replay(const std::string& agent_name, int call) const {
   if (agent_name.empty() || agent_name.find('/') != std::string::npos ||
       agent_name.starts_with('.')) {
     throw InvalidValueError("no reply can be recorded for the agent name " +
                             repr(std::string_view(agent_name)) + ": it is not a plain file name");
   }
+  std::string stem = recording_stem(agent_name, call);
+  if (!std::filesystem::exists(directory_ / (stem + ".json"))) stem = agent_name;
   CompletionResult result;
-  result.text = read_text_file(directory_ / (agent_name + ".json"));
-  const std::filesystem::path meta_path = directory_ / (agent_name + ".meta.json");
+  result.text = read_text_file(directory_ / (stem + ".json"));
+  const std::filesystem::path meta_path = directory_ / (stem + ".meta.json");
   if (!std::filesystem::exists(meta_path)) return result;
   const Value meta = parse_json(read_text_file(meta_path));
   if (!meta.is_mapping()) throw InvalidValueError(path_text(meta_path) + ": not a JSON object");
@@ -49,7 +53,12 @@ CompletionResult ReplayClient::replay(const std::string& agent_name) const {
 }
 
 CompletionResult ReplayClient::complete(const Value&, const CompleteOptions& options) {
-  return replay(options.agent_name);
+  int call = 0;
+  {
+    const std::lock_guard lock(mutex_);
+    call = ++calls_[options.agent_name];
+  }
+  return replay(options.agent_name, call);
 }
 
 CompletionResult OfflineClient::complete(const Value&, const CompleteOptions& options) {
