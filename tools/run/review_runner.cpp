@@ -6,6 +6,8 @@
 #include <memory>
 #include <thread>
 
+#include <tessik/clients/detail/http_transport.hpp>
+
 #include "cli/failure.hpp"
 
 namespace tessik::cli {
@@ -44,9 +46,9 @@ Ran run_one(const LoadedAgent& agent, std::span<const FileChange> changes,
 }
 
 // A status that every agent's request would meet alike: the server refused
-// the request itself, and no retry changes that.
+// the request itself (a 4xx), and the transport would not retry it.
 bool refused_for_all(long status) {
-  return status >= 400 && status <= 499 && status != 408 && status != 429;
+  return status >= 400 && status <= 499 && !clients::detail::retryable_status(status);
 }
 
 }  // namespace
