@@ -1,3 +1,5 @@
+// The request an agent sends: the diff text and its cache key, the system
+// blocks and user content, and which client call carries it.
 #include <gtest/gtest.h>
 
 #include <exception>
@@ -10,6 +12,7 @@
 #include <tessik/agent_loader/execution/detail/terminal_verdict.hpp>
 #include <tessik/agent_loader/execution/loaded_agent.hpp>
 #include <tessik/finding_schema.hpp>
+#include <tessik/foundation/detail/sha256.hpp>
 #include <tessik/foundation/errors.hpp>
 #include <tessik/foundation/text.hpp>
 
@@ -18,22 +21,118 @@
 namespace tessik {
 namespace {
 
+using detail::assemble_request;
 using testing::ExampleClient;
 using testing::FakeTool;
 
 const CompletionResult kClean{R"({"status": "clean", "summary": "Read it.", "confidence": 0.9})"};
 const std::vector<FileChange> kChanges{{"a.txt", "-x\n+y"}};
 
-AgentDefinition definition() {
+AgentDefinition definition(Value prompt = "Be strict.") {
   AgentDefinition d;
   d.name = "wynn";
-  d.system_prompt = "Look for slow code.";
+  d.system_prompt = std::move(prompt);
   d.max_tool_iterations = 3;
   return d;
 }
 
-const detail::ReviewRequest kRequest = detail::assemble_request(kChanges, nullptr, definition());
-const Value& kMessages = kRequest.messages;
+const detail::ReviewRequest kRequest = assemble_request(kChanges, nullptr, definition());
+
+const Value& block(const detail::ReviewRequest& r, int i, const char* key) {
+  return r.system_blocks.as_sequence()[i].as_mapping().at(key);
+}
+
+std::string sha256_hex(std::string_view text) {
+  detail::Sha256 sha;
+  sha.update(text);
+  return sha.hex();
+}
+
+TEST(ReviewInstructions, IsTheExactReplyContract) {
+  EXPECT_EQ(sha256_hex(detail::REVIEW_INSTRUCTIONS),
+            "c95caf03e72398c3fefb88bc9bf6b3f6114aa2890ea9f03e7c2bf3b9db2c5eb7");
+}
+
+TEST(DiffText, JoinsFilesWithOneBlankLineAndHashesOnlyTheDiff) {
+  struct Case {
+    const char* name;
+    std::vector<FileChange> changes;
+    std::string text;
+    const char* hash;  // the first 16 hex digits of the text's SHA-256
+  };
+  const Case cases[] = {
+      {"no changes give empty text", {}, "", "e3b0c44298fc1c14"},
+      {"one change", {{"a.txt", "-x\n+y"}}, "File: a.txt\n-x\n+y", "38696b6c0a8df3ac"},
+      {"one blank line between files",
+       {{"a", "-1"}, {"b", "+2"}},
+       "File: a\n-1\n\nFile: b\n+2",
+       "6b968cb98a0b0880"},
+      {"a diff's final break is kept",
+       {{"a", "-\n"}, {"b", ""}},
+       "File: a\n-\n\n\nFile: b\n",
+       "a6f7d6b8e65b32c5"},
+      {"nothing trimmed", {{" a ", "  "}}, "File:  a \n  ", "7effff014f43759b"},
+  };
+  for (const Case& c : cases) {
+    const detail::DiffText diff = detail::build_diff_text(c.changes);
+    EXPECT_EQ(diff.text, c.text) << c.name;
+    EXPECT_EQ(diff.hash, c.hash) << c.name;
+    const detail::ReviewRequest r = assemble_request(c.changes, nullptr, definition());
+    EXPECT_EQ(block(r, 0, "text"), Value(c.text)) << c.name;
+    EXPECT_EQ(r.cache_key, c.hash) << c.name;
+  }
+  // Neither the context nor the agent plays a part in the key.
+  const SharedAnalysisResult shared{{"Go"}, {"auth"}, "s"};
+  EXPECT_EQ(assemble_request(kChanges, &shared, definition("other")).cache_key, "38696b6c0a8df3ac");
+}
+
+TEST(DiffText, HashedWhileBuiltAcrossSliceBoundaries) {
+  std::string big(300'001, 'x');
+  for (std::size_t i = 0; i < big.size(); i += 97) big[i] = static_cast<char>('a' + i % 26);
+  std::vector<FileChange> changes{{"big", big}};
+  for (int i = 0; i < 2000; ++i) changes.push_back({std::to_string(i), big.substr(i, 37)});
+  const detail::DiffText diff = detail::build_diff_text(changes);
+  EXPECT_EQ(diff.hash, "2caee422ee3d7277");
+  EXPECT_EQ(sha256_hex(diff.text).substr(0, 16), diff.hash);
+  const detail::ReviewRequest r = assemble_request(changes, nullptr, definition());
+  EXPECT_EQ(block(r, 0, "text").as_string(), diff.text);
+  EXPECT_EQ(r.cache_key, diff.hash);
+}
+
+TEST(UserContent, IsSharedContextThenReviewSentenceThenContract) {
+  const std::string tail =
+      "Carefully review the code diff for bugs, security issues, performance problems, and code "
+      "quality concerns. " +
+      std::string(detail::REVIEW_INSTRUCTIONS);
+  EXPECT_EQ(assemble_request({}, nullptr, definition()).user_content(), tail);
+  const SharedAnalysisResult shared{{"Python", "Go"}, {"auth", "sql"}, "Adds login."};
+  const std::string context =
+      "Context from shared analysis:\nLanguages: Python, Go\nRisk areas: auth, sql\n"
+      "Summary: Adds login.\n\n";
+  const detail::ReviewRequest r = assemble_request({}, &shared, definition());
+  EXPECT_EQ(r.messages,
+            (Value::Sequence{Value::Mapping{{"role", "user"}, {"content", context + tail}}}));
+  EXPECT_EQ(detail::build_shared_context(shared), context);
+  EXPECT_EQ(detail::build_shared_context({}),
+            "Context from shared analysis:\nLanguages: \nRisk areas: \nSummary: \n\n");
+}
+
+TEST(SystemBlocks, DiffBlockFirstAndCacheableAgentBlockNot) {
+  const detail::ReviewRequest r = assemble_request(kChanges, nullptr, definition());
+  std::vector<std::string> keys;
+  for (const auto& entry : r.system_blocks.as_sequence()[0].as_mapping()) {
+    keys.push_back(entry.first.as_string());
+  }
+  EXPECT_EQ(keys, (std::vector<std::string>{"type", "text", "cache_control"}));
+  EXPECT_EQ(block(r, 0, "type"), Value("text"));
+  EXPECT_EQ(block(r, 0, "cache_control"), (Value::Mapping{{"type", "ephemeral"}, {"ttl", "1h"}}));
+  EXPECT_EQ(r.system_blocks.as_sequence()[1],
+            (Value::Mapping{{"type", "text"},
+                            {"text", "The code diff above is what you must review. Be strict."}}));
+  EXPECT_EQ(block(assemble_request({}, nullptr, definition("")), 1, "text"),
+            Value("The code diff above is what you must review. "));
+  EXPECT_THROW(assemble_request({}, nullptr, definition(Value())), TypeError);
+}
 
 testing::RecordedCall run(bool offers_tools, const ReviewerTools& tools = {}) {
   auto client = std::make_shared<ExampleClient>(offers_tools, kClean);
@@ -48,7 +147,7 @@ TEST(Dispatch, ToolPathPassesToolsInFixedOrderWithHandlersCapSchemaAndReasoning)
                                                 .read_lines_tool = FakeTool::named("rl", &asked),
                                                 .find_code_tool = FakeTool::named("fc", &asked)});
   ASSERT_EQ(call.method, "complete_with_tools");
-  EXPECT_EQ(call.messages, kMessages);
+  EXPECT_EQ(call.messages, kRequest.messages);
   const ToolCompleteOptions& o = *call.tools;
   EXPECT_EQ(o.system, kRequest.system_blocks);
   EXPECT_EQ(o.tools,
@@ -86,12 +185,8 @@ TEST(Dispatch, SendsExactlyTheRequestAssembledForTheAgent) {
       ASSERT_EQ(r.tool_path, offers_tools && with_tools) << name;
       EXPECT_EQ(call.method, r.tool_path ? "complete_with_tools" : "complete") << name;
       EXPECT_EQ(call.messages, r.messages) << name;
-      if (r.tool_path) {
-        EXPECT_EQ(call.tools->system, r.system_blocks) << name;
-        EXPECT_EQ(call.tools->tools, r.tools) << name;
-        EXPECT_EQ(call.tools->tool_handlers.size(), r.tool_handlers.size()) << name;
-      } else {
-        EXPECT_EQ(call.plain->system, r.system_blocks) << name;
+      EXPECT_EQ(r.tool_path ? call.tools->system : call.plain->system, r.system_blocks) << name;
+      if (!r.tool_path) {
         EXPECT_EQ(call.plain->cache_key, r.cache_key) << name;
         EXPECT_EQ(call.plain->agent_name, "wynn") << name;
         EXPECT_EQ(call.plain->max_tokens, 4096) << name;

@@ -52,21 +52,18 @@ Lines names(const std::vector<T>& items) {
 std::string role(const LoadedAgent& agent) { return text_form(agent.definition().role); }
 
 // Every line logged on Log::agent while it lives, as "LEVEL message".
-class AgentLog {
- public:
+struct AgentLog {
+  ScopedLogCapture capture{Log::agent};
   Lines lines() const {
     Lines out;
-    for (const auto& line : capture_.lines()) {
-      const char* level = line.level == LogLevel::warning ? "WARNING "
-                          : line.level == LogLevel::info  ? "INFO "
-                                                          : "DEBUG ";
-      out.push_back(level + line.message);
+    for (const auto& [level, message] : capture.lines()) {
+      out.push_back((level == LogLevel::warning ? "WARNING "
+                     : level == LogLevel::info  ? "INFO "
+                                                : "DEBUG ") +
+                    message);
     }
     return out;
   }
-
- private:
-  ScopedLogCapture capture_{Log::agent};
 };
 
 class LoadingTest : public ::testing::Test {
