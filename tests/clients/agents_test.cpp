@@ -10,8 +10,6 @@
 
 #include <tessik/agent_loader.hpp>
 #include <tessik/agent_loader/execution/detail/request.hpp>
-#include <tessik/clients/chat_client.hpp>
-#include <tessik/clients/messages_client.hpp>
 
 #include "client_fixtures.hpp"
 
@@ -26,7 +24,7 @@ class ReadFileTool final : public ReviewerTool {
   Value execute(const Value& input) override { return handler_(input); }
 
  private:
-  FileTool files_{FileTool::Files{{"src/a.py", "x = 1\n"}}};
+  FileTool files_;
   ToolHandler handler_ = files_.handler();
 };
 
@@ -65,45 +63,39 @@ int review_in_parallel(const std::vector<LoadedAgent>& agents,
 const std::vector<FileChange> kChanges{
     {.file_path = "src/a.py", .diff = "@@ -1 +1 @@\n-x = 0\n+x = 1\n"}};
 
-TEST(ClientsSharedByAgents, MessagesClientServesEightAgentsAtOnce) {
-  StubServer stub(replies({
-      answer(messages_tool_use({{"t1", "read_file", Value::Mapping{{"path", "src/a.py"}}}}),
-             {{"unless", "tool_result"}}),
-      answer(messages_text(kFindings)),
-  }));
-  auto client = std::make_shared<clients::MessagesClient>(messages_options(stub.url()));
-  const auto agents = agents_on(client);
-  EXPECT_EQ(review_in_parallel(agents, kChanges), kAgents);
+TEST(ClientsSharedByAgents, OneClientServesEightAgentsAtOnce) {
+  for (const ClientProtocol& p : client_protocols()) {
+    SCOPED_TRACE(p.name);
+    // The tool round answers each agent's first request (its second holds
+    // the tool's answer about missing.py), the findings its second.
+    StubServer stub(replies({answer(p.tool_reply, {{"unless", "no file missing.py"}}),
+                             answer(p.chat ? chat_text(kFindings) : messages_text(kFindings))}));
+    const std::shared_ptr<AIClient> client = p.make(stub.url(), true, fast_transport(), nullptr);
+    const auto agents = agents_on(client);
+    EXPECT_EQ(review_in_parallel(agents, kChanges), kAgents);
 
-  const auto requests = stub.requests();
-  ASSERT_EQ(requests.size(), 2u * kAgents);
-  for (const StubRequest& r : requests) {
-    const Value body = r.json();
-    const std::string& prompt = body.find("system")->as_sequence().at(1).find("text")->as_string();
-    const std::string name = "agent-" + prompt.substr(prompt.find("agent ") + 6, 1);
-    const auto& def = agents.at(static_cast<std::size_t>(name.back() - '0')).definition();
-    // The system blocks exactly as request assembly builds them.
-    EXPECT_EQ(*body.find("system"), detail::assemble_request(kChanges, nullptr, def).system_blocks);
+    const auto requests = stub.requests();
+    ASSERT_EQ(requests.size(), 2u * kAgents);
+    for (const StubRequest& r : requests) {
+      if (p.chat) break;
+      const Value body = r.json();
+      const std::string& prompt =
+          body.find("system")->as_sequence().at(1).find("text")->as_string();
+      const auto& def =
+          agents.at(std::stoul(prompt.substr(prompt.find("agent ") + 6))).definition();
+      // The system blocks exactly as request assembly builds them.
+      EXPECT_EQ(*body.find("system"),
+                detail::assemble_request(kChanges, nullptr, def).system_blocks);
+    }
+    const auto usage = p.usage(*client).by_agent();
+    ASSERT_EQ(usage.size(), static_cast<std::size_t>(kAgents));
+    for (const auto& [agent, u] : usage) {
+      EXPECT_EQ(u.requests, 2) << agent;
+      // Cache figures come from the final reply only.
+      EXPECT_EQ(p.chat ? u.cache_read_tokens : u.cache_write_tokens, p.chat ? 20 : 100) << agent;
+    }
+    EXPECT_EQ(p.usage(*client).total().requests, 2 * kAgents);
   }
-  const auto usage = client->usage().by_agent();
-  ASSERT_EQ(usage.size(), static_cast<std::size_t>(kAgents));
-  for (const auto& [agent, u] : usage) {
-    EXPECT_EQ(u.requests, 2) << agent;
-    EXPECT_EQ(u.cache_write_tokens, 100) << agent;  // from the final reply only
-  }
-  EXPECT_EQ(client->usage().total().requests, 2 * kAgents);
-}
-
-TEST(ClientsSharedByAgents, ChatClientServesEightAgentsAtOnce) {
-  StubServer stub(replies({
-      answer(chat_tool_calls({{"c1", "read_file", R"({"path": "src/a.py"})"}}),
-             {{"unless", "\"role\": \"tool\""}}),
-      answer(chat_text(kFindings)),
-  }));
-  auto client = std::make_shared<clients::ChatCompletionsClient>(chat_options(stub.url()));
-  EXPECT_EQ(review_in_parallel(agents_on(client), kChanges), kAgents);
-  EXPECT_EQ(stub.requests().size(), 2u * kAgents);
-  EXPECT_EQ(client->usage().total().cache_read_tokens, 20 * kAgents);
 }
 
 }  // namespace

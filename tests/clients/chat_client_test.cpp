@@ -36,9 +36,7 @@ TEST(ChatCompletionsClient, PlainCallJoinsTheSystemBlocksIntoOneMessage) {
     const CompletionResult result =
         client.complete(user_turn("review this"),
                         {.system = system_blocks(), .agent_name = "hesper", .max_tokens = 300});
-    EXPECT_EQ(result.text, "{}");
-    EXPECT_EQ(result.stop_reason, "max_tokens");
-    EXPECT_EQ(result.iterations_used, 1);
+    EXPECT_EQ(fields(result), std::tuple("{}", "max_tokens", 1, false));
 
     const auto requests = stub.requests();
     ASSERT_EQ(requests.size(), 1u);
@@ -59,12 +57,9 @@ TEST(ChatCompletionsClient, PlainCallJoinsTheSystemBlocksIntoOneMessage) {
     const Value* format = body.find("response_format");
     EXPECT_EQ(format ? *format : Value(), constrained ? strict_format() : Value());
 
-    const clients::TokenUsage usage = client.usage().by_agent().at("hesper");
-    EXPECT_EQ(usage, (clients::TokenUsage{.input_tokens = 10,
-                                          .output_tokens = 4,
-                                          .cache_write_tokens = 0,
-                                          .cache_read_tokens = 20,
-                                          .requests = 1}));
+    EXPECT_EQ(client.usage().by_agent().at("hesper"),
+              (clients::TokenUsage{
+                  .input_tokens = 10, .output_tokens = 4, .cache_read_tokens = 20, .requests = 1}));
   }
 }
 
@@ -77,7 +72,7 @@ TEST(ChatCompletionsClient, ToolCallsAreAnsweredAsToolMessages) {
       answer(chat_text(kVerdict)),
   }));
   ChatCompletionsClient client(chat_options(stub.url()));
-  FileTool files(FileTool::Files{{"a.py", "x = 1\n"}});
+  FileTool files;
   const CompletionResult result = client.complete_with_tools(
       user_turn("review"), {.system = system_blocks(),
                             .tools = Value::Sequence{read_file_definition()},
@@ -86,10 +81,7 @@ TEST(ChatCompletionsClient, ToolCallsAreAnsweredAsToolMessages) {
                             .agent_name = "peregrin",
                             .max_tokens = 900,
                             .output_config = output_config_for_three_state()});
-  EXPECT_EQ(result.text, kVerdict);
-  EXPECT_EQ(result.stop_reason, "end_turn");
-  EXPECT_EQ(result.iterations_used, 2);
-  EXPECT_EQ(result.hit_iteration_cap, false);
+  EXPECT_EQ(fields(result), std::tuple(kVerdict, "end_turn", 2, false));  // one round, 3 calls
   EXPECT_EQ(files.inputs(), (std::vector<Value>{Value::Mapping{{"path", "a.py"}}}));
 
   const auto requests = stub.requests();
@@ -101,7 +93,6 @@ TEST(ChatCompletionsClient, ToolCallsAreAnsweredAsToolMessages) {
                                   {"description", "Reads a file of the change."},
                                   {"parameters", *read_file_definition().find("input_schema")}}}};
   EXPECT_EQ(*first.find("tools"), Value(Value::Sequence{function_tool}));
-  EXPECT_EQ(first.find("response_format"), nullptr);
 
   const Value second = requests[1].json();
   const Value& turns = *second.find("messages");
@@ -109,25 +100,16 @@ TEST(ChatCompletionsClient, ToolCallsAreAnsweredAsToolMessages) {
   const Value& assistant = turns.as_sequence()[2];
   EXPECT_EQ(*assistant.find("role"), Value("assistant"));
   EXPECT_EQ(assistant.find("tool_calls")->as_sequence().size(), 3u);
-  const struct {
-    const char* id;
-    std::string content;
-    bool prefix;
-  } kAnswers[] = {
-      {"c1", "x = 1\n", false},
-      {"c2", "error: the arguments of tool 'read_file' are not JSON: ", true},
-      {"c3", "error: there is no tool named 'grep'; the tools are: read_file", false},
+  const std::string kAnswers[][2] = {
+      {"c1", "x = 1\n"},
+      {"c2", "error: the arguments of tool 'read_file' are not JSON: ..."},
+      {"c3", "error: there is no tool named 'grep'; the tools are: read_file"},
   };
   for (std::size_t i = 0; i < 3; ++i) {
     const Value& m = turns.as_sequence()[3 + i];
     EXPECT_EQ(*m.find("role"), Value("tool"));
-    EXPECT_EQ(*m.find("tool_call_id"), Value(kAnswers[i].id));
-    const std::string& content = m.find("content")->as_string();
-    if (kAnswers[i].prefix) {
-      EXPECT_EQ(content.rfind(kAnswers[i].content, 0), 0u) << content;
-    } else {
-      EXPECT_EQ(content, kAnswers[i].content);
-    }
+    EXPECT_EQ(*m.find("tool_call_id"), Value(kAnswers[i][0]));
+    EXPECT_EQ(up_to(m.find("content")->as_string(), kAnswers[i][1]), kAnswers[i][1]);
   }
 }
 
@@ -172,16 +154,15 @@ TEST(ChatCompletionsClient, ToolRoundsAreFreeAndTheVerdictIsAskedForWithinTheCap
     options.constrain_tool_rounds = c.constrain_tool_rounds;
     options.structured_output = c.structured_output;
     ChatCompletionsClient client(options);
-    FileTool files(FileTool::Files{{"a.py", "x"}});
+    FileTool files;
     const CompletionResult result = client.complete_with_tools(
         user_turn("review"), {.tools = Value::Sequence{read_file_definition()},
                               .tool_handlers = {{"read_file", files.handler()}},
                               .max_iterations = c.cap,
                               .max_tokens = 100,
                               .output_config = output_config_for_three_state()});
-    EXPECT_EQ(result.iterations_used, c.iterations);
-    EXPECT_EQ(result.hit_iteration_cap, c.hit_cap);
-    EXPECT_EQ(result.stop_reason, c.stop_reason);
+    EXPECT_EQ(std::tuple(result.stop_reason, result.iterations_used, result.hit_iteration_cap),
+              std::tuple(c.stop_reason, c.iterations, c.hit_cap));
     const auto requests = stub.requests();
     ASSERT_EQ(requests.size(), c.requests.size());
     for (std::size_t i = 0; i < requests.size(); ++i) {

@@ -7,8 +7,10 @@
 #include <algorithm>
 #include <chrono>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -29,13 +31,11 @@ using namespace std::chrono_literals;
 inline const std::string kApiKey = "sk-test-7f3a9c-very-secret";
 
 inline clients::TransportOptions fast_transport() {
-  clients::TransportOptions t;
-  t.connect_timeout = 2000ms;
-  t.request_timeout = 10'000ms;
-  t.backoff_initial = 1ms;
-  t.backoff_max = 4ms;
-  t.retry_after_max = 3000ms;
-  return t;
+  return {.connect_timeout = 2000ms,
+          .request_timeout = 10'000ms,
+          .backoff_initial = 1ms,
+          .backoff_max = 4ms,
+          .retry_after_max = 3000ms};
 }
 
 inline clients::MessagesClientOptions messages_options(const std::string& url) {
@@ -245,28 +245,96 @@ inline Value streamed(const std::vector<std::string>& events, double first = 0, 
 class FileTool {
  public:
   using Files = std::map<std::string, std::string>;
-  explicit FileTool(Files files) : files_(std::move(files)) {}
+  explicit FileTool(Files files = {{"a.py", "x = 1\n"}}) : files_(std::move(files)) {}
   ToolHandler handler() {
     return [this](const Value& input) -> Value {
-      std::lock_guard lock(mutex_);
+      const std::lock_guard lock(mutex_);
       inputs_.push_back(input);
       const Value* path = input.find("path");
-      if (!path || !path->is_string()) throw InvalidValueError("read_file needs a text \"path\"");
-      const auto found = files_.find(path->as_string());
-      if (found == files_.end()) throw InvalidValueError("no file " + path->as_string());
-      return found->second;
+      const std::string name = path && path->is_string() ? path->as_string() : "";
+      if (!files_.contains(name)) throw InvalidValueError("no file " + name);
+      return files_.at(name);
     };
   }
   std::vector<Value> inputs() const {
-    std::lock_guard lock(mutex_);
+    const std::lock_guard lock(mutex_);
     return inputs_;
   }
 
  private:
-  std::map<std::string, std::string> files_;
+  Files files_;
   mutable std::mutex mutex_;
   std::vector<Value> inputs_;
 };
+
+template <class Client, auto options>
+std::unique_ptr<AIClient> make_client(const std::string& server, bool stream,
+                                      clients::TransportOptions transport,
+                                      clients::ProgressObserver progress) {
+  auto o = options(server);
+  o.stream = stream;
+  o.transport = std::move(transport);
+  o.progress = std::move(progress);
+  return std::make_unique<Client>(std::move(o));
+}
+
+// One protocol, for the tests run against both: its client, a reply whose
+// text is "done ü", a tool round reading a.py and missing.py, and the events
+// a server streams for a reply.
+struct ClientProtocol {
+  const char* name;
+  bool chat;
+  std::unique_ptr<AIClient> (*make)(const std::string& server, bool stream,
+                                    clients::TransportOptions, clients::ProgressObserver);
+  std::vector<std::string> (*events)(const Value& reply, std::size_t count);
+  Value text_reply, tool_reply;
+  std::string endpoint_suffix;  // the client's endpoint is the server's URL and this
+  std::string path;             // what the client appends to its endpoint
+  const char* key_header;
+  const char* stream_members;  // what a streaming request adds to the body
+
+  std::string endpoint(const std::string& server) const { return server + endpoint_suffix; }
+  // The message of a failure: "model server at <endpoint>: <said>", URL in
+  // `said` standing for the URL the client posts to.
+  std::string failure(const std::string& server, std::string said) const {
+    if (const auto at = said.find("URL"); at != std::string::npos) {
+      said.replace(at, 3, endpoint(server) + path);
+    }
+    return "model server at " + endpoint(server) + ": " + said;
+  }
+  const clients::UsageLedger& usage(const AIClient& client) const {
+    if (chat) return dynamic_cast<const clients::ChatCompletionsClient&>(client).usage();
+    return dynamic_cast<const clients::MessagesClient&>(client).usage();
+  }
+};
+
+inline const std::vector<ClientProtocol>& client_protocols() {
+  static const std::vector<ClientProtocol> all{
+      {"messages", false, &make_client<clients::MessagesClient, &messages_options>,
+       &messages_events, messages_text("done ü"),
+       messages_tool_use({{"t1", "read_file", Value::Mapping{{"path", "a.py"}}},
+                          {"t2", "read_file", Value::Mapping{{"path", "missing.py"}}}}),
+       "", "/v1/messages", "x-api-key", R"({"stream": true})"},
+      {"chat", true, &make_client<clients::ChatCompletionsClient, &chat_options>, &chat_events,
+       chat_text("done ü"),
+       chat_tool_calls({{"c1", "read_file", R"({"path": "a.py"})"},
+                        {"c2", "read_file", R"({"path": "missing.py"})"}}),
+       "/v1", "/chat/completions", "authorization",
+       R"({"stream": true, "stream_options": {"include_usage": true}})"}};
+  return all;
+}
+
+// `what`, for comparing with `expected`: when that ends in "...", only as
+// much of `what` as comes before it, then "...".
+inline std::string up_to(const std::string& what, const std::string& expected) {
+  if (!expected.ends_with("...")) return what;
+  return what.substr(0, expected.size() - 3) + "...";
+}
+
+// A result's fields, to compare at once.
+inline auto fields(const CompletionResult& r) {
+  return std::tuple(r.text, r.stop_reason, r.iterations_used, r.hit_iteration_cap);
+}
 
 inline Value read_file_definition() {
   return Value::Mapping{

@@ -22,6 +22,7 @@ namespace tessik::testing {
 namespace {
 
 using namespace std::string_literals;
+using Events = std::vector<std::string>;
 
 // Every event of `bytes` as "name|data", fed to one decoder in pieces of
 // `piece` bytes; a refused line ends the list with "!" and the message.
@@ -74,79 +75,8 @@ TEST(SseDecoder, EventsComeOutTheSameHoweverTheBytesAreCut) {
   }
 }
 
-// One protocol: its client and the events it streams for a whole reply.
-struct Protocol {
-  const char* name;
-  std::function<std::unique_ptr<AIClient>(const std::string& url, bool stream,
-                                          clients::TransportOptions, clients::ProgressObserver)>
-      make;
-  std::function<std::vector<std::string>(const Value& reply)> events;
-  Value text_reply, tool_reply;  // "done", and a read_file call of a.py then missing.py
-  std::string endpoint_suffix;
-  const char* stream_members;  // what a streaming request adds to the body
-};
-
-clients::MessagesClientOptions options_for(const clients::MessagesClient*, const std::string& url) {
-  return messages_options(url);
-}
-clients::ChatCompletionsClientOptions options_for(const clients::ChatCompletionsClient*,
-                                                  const std::string& url) {
-  return chat_options(url);
-}
-
-template <class Client>
-std::unique_ptr<AIClient> make_client(const std::string& url, bool stream,
-                                      clients::TransportOptions t,
-                                      clients::ProgressObserver progress) {
-  auto o = options_for(static_cast<const Client*>(nullptr), url);
-  o.stream = stream;
-  o.transport = t;
-  o.progress = std::move(progress);
-  return std::make_unique<Client>(o);
-}
-
-const Protocol& messages_protocol() {
-  static const Protocol p{
-      "messages",
-      &make_client<clients::MessagesClient>,
-      [](const Value& r) { return messages_events(r); },
-      messages_text("done ü"),
-      messages_tool_use({{"t1", "read_file", Value::Mapping{{"path", "a.py"}}},
-                         {"t2", "read_file", Value::Mapping{{"path", "missing.py"}}}}),
-      "",
-      R"({"stream": true})"};
-  return p;
-}
-
-const Protocol& chat_protocol() {
-  static const Protocol p{"chat",
-                          &make_client<clients::ChatCompletionsClient>,
-                          [](const Value& r) { return chat_events(r); },
-                          chat_text("done ü"),
-                          chat_tool_calls({{"c1", "read_file", R"({"path": "a.py"})"},
-                                           {"c2", "read_file", R"({"path": "missing.py"})"}}),
-                          "/v1",
-                          R"({"stream": true, "stream_options": {"include_usage": true}})"};
-  return p;
-}
-
-const Protocol* const kProtocols[] = {&messages_protocol(), &chat_protocol()};
-
-// The request bodies the stub saw, without the members that ask for a stream.
-std::vector<Value> bodies_without_stream(const StubServer& stub) {
-  std::vector<Value> out;
-  for (const StubRequest& r : stub.requests()) {
-    Value::Mapping kept;
-    const Value body = r.json();
-    for (const auto& [key, value] : body.as_mapping()) {
-      if (key.as_string().rfind("stream", 0) != 0) kept.set(key, value);
-    }
-    out.push_back(Value(std::move(kept)));
-  }
-  return out;
-}
-
-// What one tool exchange gave, streamed or sent whole.
+// What one tool exchange gave, streamed or sent whole; the request bodies
+// without the members that ask for a stream.
 struct Exchange {
   CompletionResult result;
   std::vector<Value> bodies, tool_inputs;
@@ -154,29 +84,22 @@ struct Exchange {
   std::vector<std::string> progress;  // "stage tool path" as observed
 };
 
-Exchange tool_exchange(const Protocol& p, bool stream) {
-  auto entry = [&](const Value& reply) {
-    return stream ? streamed(p.events(reply)) : answer(reply);
+Exchange tool_exchange(const ClientProtocol& p, bool stream) {
+  auto entry = [&](const Value& reply, Value::Mapping extra) {
+    return stream ? streamed(p.events(reply, 3), 0, 0, extra) : answer(reply, extra);
   };
-  Value tool_round = entry(p.tool_reply);
-  tool_round.as_mapping().set("times", 1);
-  StubServer stub(replies({tool_round, entry(p.text_reply)}));
+  StubServer stub(replies({entry(p.tool_reply, {{"times", 1}}), entry(p.text_reply, {})}));
   Exchange out;
   std::mutex mutex;
-  const auto client =
-      p.make(stub.url() + p.endpoint_suffix, stream, fast_transport(),
-             [&](const clients::CallProgress& c) {
-               const std::lock_guard lock(mutex);
-               const char* kStages[] = {"waiting", "accepted", "writing", "tool", "answered"};
-               std::string line = kStages[static_cast<int>(c.stage)];
-               if (c.stage == clients::CallStage::tool) {
-                 line.append(" ").append(c.tool).append(" ").append(c.path);
-               }
-               if (out.progress.empty() || out.progress.back() != line) {
-                 out.progress.push_back(line);
-               }
-             });
-  FileTool files(FileTool::Files{{"a.py", "x = 1\n"}});
+  const auto client = p.make(stub.url(), stream, fast_transport(), [&](const auto& c) {
+    const std::lock_guard lock(mutex);
+    const char* kStages[] = {"waiting", "accepted", "writing", "tool", "answered"};
+    std::string line = kStages[static_cast<int>(c.stage)];
+    if (c.stage == clients::CallStage::tool)
+      line.append(" ").append(c.tool).append(" ").append(c.path);
+    if (out.progress.empty() || out.progress.back() != line) out.progress.push_back(line);
+  });
+  FileTool files;
   out.result = client->complete_with_tools(user_turn("review"),
                                            {.system = system_blocks(),
                                             .tools = Value::Sequence{read_file_definition()},
@@ -184,31 +107,28 @@ Exchange tool_exchange(const Protocol& p, bool stream) {
                                             .max_iterations = 4,
                                             .agent_name = "corvin",
                                             .max_tokens = 2048});
-  out.bodies = bodies_without_stream(stub);
-  out.tool_inputs = files.inputs();
-  const auto requests = stub.requests();
-  for (const StubRequest& r : requests) {
+  for (const StubRequest& r : stub.requests()) {
     EXPECT_EQ(r.body.find(p.stream_members + 1) != std::string::npos, stream) << r.body;
+    Value::Mapping kept;
+    const Value body = r.json();
+    for (const auto& [key, value] : body.as_mapping()) {
+      if (!key.as_string().starts_with("stream")) kept.set(key, value);
+    }
+    out.bodies.push_back(Value(std::move(kept)));
   }
-  if (auto* m = dynamic_cast<clients::MessagesClient*>(client.get())) {
-    out.usage = m->usage().total();
-  } else {
-    out.usage = dynamic_cast<clients::ChatCompletionsClient&>(*client).usage().total();
-  }
+  out.tool_inputs = files.inputs();
+  out.usage = p.usage(*client).total();
   return out;
 }
 
 TEST(Streaming, AStreamedExchangeGivesWhatTheWholeRepliesGive) {
-  for (const Protocol* p : kProtocols) {
-    SCOPED_TRACE(p->name);
-    const Exchange whole = tool_exchange(*p, false);
-    const Exchange streamed = tool_exchange(*p, true);
+  for (const ClientProtocol& p : client_protocols()) {
+    SCOPED_TRACE(p.name);
+    const Exchange whole = tool_exchange(p, false);
+    const Exchange streamed = tool_exchange(p, true);
+    EXPECT_EQ(fields(streamed.result), fields(whole.result));
     EXPECT_EQ(streamed.result.text, "done ü");
-    EXPECT_EQ(streamed.result.text, whole.result.text);
-    EXPECT_EQ(streamed.result.stop_reason, whole.result.stop_reason);
     EXPECT_EQ(streamed.result.iterations_used, 2);
-    EXPECT_EQ(streamed.result.iterations_used, whole.result.iterations_used);
-    EXPECT_EQ(streamed.result.hit_iteration_cap, whole.result.hit_iteration_cap);
     // The tool answers and the assistant turns sent back are the same bytes.
     EXPECT_EQ(streamed.bodies, whole.bodies);
     EXPECT_EQ(streamed.tool_inputs.size(), 2u);
@@ -228,20 +148,15 @@ TEST(Streaming, AStreamedExchangeGivesWhatTheWholeRepliesGive) {
 
 struct StreamCase {
   const char* name;
-  // The scripted entries for a protocol, given its events of a whole reply.
-  std::function<Value::Sequence(bool chat, const std::vector<std::string>& whole)> entries;
-  std::size_t requests;
-  std::string error[2];  // Messages, chat; after "<provider>: "; empty: success
-  bool prefix_only = false;
-  std::function<void(clients::TransportOptions&)> tweak = nullptr;
+  bool then_whole;       // the entry answers once; the whole reply follows
+  std::size_t requests;  // requests the stub should see
+  // After "<provider>: " (see up_to), for Messages then chat, one when the
+  // same; none: success.
+  std::vector<std::string> said;
+  std::function<void(clients::TransportOptions&)> tweak;
+  // The scripted entry for a protocol, given its events of a whole reply.
+  std::function<Value(bool chat, const Events& whole)> entry;
 };
-
-Value::Sequence once(Value entry, bool then_whole, const std::vector<std::string>& whole) {
-  entry.as_mapping().set("times", 1);
-  Value::Sequence out{std::move(entry)};
-  if (then_whole) out.push_back(streamed(whole));
-  return out;
-}
 
 // The first `n` events of a whole reply (the chat role chunk and a piece of text).
 std::vector<std::string> head(const std::vector<std::string>& whole, std::size_t n) {
@@ -253,53 +168,63 @@ const std::string kMessagesError =
     "\"message\": \"Overloaded\"}}\n\n";
 const std::string kChatError =
     "data: {\"error\": {\"type\": \"overloaded_error\", \"message\": \"Overloaded\"}}\r\n\r\n";
-const std::string kReported =
-    "the server reported an error in the stream: Overloaded (overloaded_error) (HTTP 200)";
 
 std::vector<StreamCase> stream_cases() {
   auto idle = [](clients::TransportOptions& t) { t.idle_timeout = std::chrono::milliseconds(300); };
+  auto cut = [](bool chat, const Events& whole) {
+    return streamed(head(whole, chat ? 2 : whole.size() - 1));
+  };
   return {
       {"invalid JSON in a data field",
-       [](bool chat, const auto& whole) {
-         return Value::Sequence{streamed(
-             {whole[0], chat ? "data: {nope\r\n\r\n"s : "event: message_delta\ndata: {nope\n\n"s})};
-       },
+       false,
        1,
-       {"event 'message_delta' holds data that is not JSON (",
-        "event 'message' holds data that is not JSON ("},
-       true},
+       {"event 'message_delta' holds data that is not JSON (...",
+        "event 'message' holds data that is not JSON (..."},
+       nullptr,
+       [](bool chat, const Events& whole) {
+         return streamed(
+             {whole[0], chat ? "data: {nope\r\n\r\n"s : "event: message_delta\ndata: {nope\n\n"s});
+       }},
       {"a delta before its block or call was opened",
-       [](bool chat, const auto& whole) {
-         return Value::Sequence{streamed(
+       false,
+       1,
+       {"content_block_delta for content block 0, which is not open (HTTP 200)",
+        "a tool-call piece for index 2 arrived before that call was opened with a function name "
+        "(HTTP 200)"},
+       nullptr,
+       [](bool chat, const Events& whole) {
+         return streamed(
              {whole[0],
               chat
                   ? R"(data: {"choices": [{"index": 0, "delta": {"tool_calls": [{"index": 2, "function": {"arguments": "{"}}]}}]})"s +
                         "\r\n\r\n"
-                  : "event: content_block_delta\ndata: {\"type\": \"content_block_delta\", \"index\": 0, \"delta\": {\"type\": \"text_delta\", \"text\": \"x\"}}\n\n"s})};
-       },
-       1,
-       {"content_block_delta for content block 0, which is not open (HTTP 200)",
-        "a tool-call piece for index 2 arrived before that call was opened with a function name "
-        "(HTTP 200)"}},
+                  : "event: content_block_delta\ndata: {\"type\": \"content_block_delta\", \"index\": 0, \"delta\": {\"type\": \"text_delta\", \"text\": \"x\"}}\n\n"s});
+       }},
       {"an error event after text",
-       [](bool chat, const auto& whole) {
+       false,
+       1,
+       {"the server reported an error in the stream: Overloaded (overloaded_error) (HTTP 200)"},
+       nullptr,
+       [](bool chat, const Events& whole) {
          auto events = head(whole, chat ? 2 : 4);
          events.push_back(chat ? kChatError : kMessagesError);
-         return Value::Sequence{streamed(events)};
-       },
-       1,
-       {kReported, kReported}},
+         return streamed(events);
+       }},
       {"JSON in place of events half way",
-       [](bool, const auto& whole) {
-         return Value::Sequence{streamed({whole[0], "{\"type\": \"message\"}\n"})};
-       },
+       false,
        1,
        {"the event stream holds a line that is not an event field: '{\"type\": \"message\"}' (HTTP "
-        "200)",
-        "the event stream holds a line that is not an event field: '{\"type\": \"message\"}' (HTTP "
-        "200)"}},
+        "200)"},
+       nullptr,
+       [](bool, const Events& whole) {
+         return streamed({whole[0], "{\"type\": \"message\"}\n"});
+       }},
       {"a \\u escape, a repeated key: left to the full parse, the same text",
-       [](bool chat, const auto& whole) {
+       false,
+       1,
+       {},
+       nullptr,
+       [](bool chat, const Events& whole) {
          std::vector<std::string> events;
          for (std::string e : whole) {
            const bool wide = e.find("ü") != std::string::npos;
@@ -311,86 +236,69 @@ std::vector<StreamCase> stream_cases() {
              e.replace(at, from.size(), to);
            events.push_back(e);
          }
-         return Value::Sequence{streamed(events)};
-       },
-       1,
-       {"", ""}},
-      {"a stream that stops before its final event is retried",
-       [](bool chat, const auto& whole) {
-         return once(streamed(head(whole, chat ? 2 : whole.size() - 1)), true, whole);
-       },
-       2,
-       {"", ""}},
+         return streamed(events);
+       }},
+      {"a stream that stops before its final event is retried", true, 2, {}, nullptr, cut},
       {"a stream that stops before its final event on every attempt",
-       [](bool chat, const auto& whole) {
-         return Value::Sequence{streamed(head(whole, chat ? 2 : whole.size() - 1))};
-       },
-       4,
-       {"the event stream ended before its final event (after 4 attempts)",
-        "the event stream ended before its final event (after 4 attempts)"}},
-      {"a stall past the idle timeout is retried",
-       [](bool, const auto& whole) {
-         return once(streamed({whole[0], whole[1]}, 0, 5), true, whole);
-       },
-       2,
-       {"", ""},
        false,
-       idle},
+       4,
+       {"the event stream ended before its final event (after 4 attempts)"},
+       nullptr,
+       cut},
+      {"a stall past the idle timeout is retried",
+       true,
+       2,
+       {},
+       idle,
+       [](bool, const Events& whole) {
+         return streamed({whole[0], whole[1]}, 0, 5);
+       }},
       {"pings alone until the whole-request timeout",
-       [](bool chat, const auto&) {
-         Value entry = streamed({chat ? ": ping\r\n\r\n" : "event: ping\ndata: {}\n\n"}, 0.1);
-         entry.as_mapping().set("repeat", 100);
-         return Value::Sequence{entry};
-       },
+       false,
        1,
        {"no complete answer from URL within the time allowed (connect 2000 ms, whole request 900 "
-        "ms)",
-        "no complete answer from URL within the time allowed (connect 2000 ms, whole request 900 "
         "ms)"},
-       false,
        [idle](clients::TransportOptions& t) {
          idle(t);
          t.request_timeout = std::chrono::milliseconds(900);
+       },
+       [](bool chat, const Events&) {
+         return streamed({chat ? ": ping\r\n\r\n" : "event: ping\ndata: {}\n\n"}, 0.1, 0,
+                         {{"repeat", 100}});
        }},
       {"a line with no end past the size cap",
-       [](bool, const auto&) {
-         return Value::Sequence{streamed({"data: " + std::string(3000, 'x')})};
-       },
-       1,
-       {"the reply is larger than the limit of 1000 bytes",
-        "the reply is larger than the limit of 1000 bytes"},
        false,
-       [](clients::TransportOptions& t) { t.max_response_bytes = 1000; }},
+       1,
+       {"the reply is larger than the limit of 1000 bytes"},
+       [](clients::TransportOptions& t) { t.max_response_bytes = 1000; },
+       [](bool, const Events&) { return streamed({"data: " + std::string(3000, 'x')}); }},
   };
 }
 
 TEST(Streaming, BrokenStreamsFailClearlyOrAreRetried) {
-  for (const Protocol* p : kProtocols) {
-    const bool chat = p == &chat_protocol();
+  for (const ClientProtocol& p : client_protocols()) {
     for (const StreamCase& c : stream_cases()) {
-      SCOPED_TRACE(std::string(p->name) + ": " + c.name);
-      StubServer stub(replies(c.entries(chat, p->events(p->text_reply))));
+      SCOPED_TRACE(std::string(p.name) + ": " + c.name);
+      const std::vector<std::string> whole = p.events(p.text_reply, 3);
+      Value::Sequence script{c.entry(p.chat, whole)};
+      if (c.then_whole) {
+        script[0].as_mapping().set("times", 1);
+        script.push_back(streamed(whole));
+      }
+      StubServer stub(replies(script));
       clients::TransportOptions t = fast_transport();
       if (c.tweak) c.tweak(t);
-      const std::string url = stub.url() + p->endpoint_suffix;
-      const auto client = p->make(stub.url(), true, t, nullptr);
-      const std::string& error = c.error[chat ? 1 : 0];
+      const auto client = p.make(stub.url(), true, t, nullptr);
+      const std::string said = c.said.empty() ? "" : p.chat ? c.said.back() : c.said.front();
       try {
         const CompletionResult r =
             client->complete(user_turn("review"), {.system = system_blocks(), .max_tokens = 64});
-        EXPECT_TRUE(error.empty()) << "succeeded: " << r.text;
+        EXPECT_TRUE(said.empty()) << "succeeded: " << r.text;
         EXPECT_EQ(r.text, "done ü");
       } catch (const clients::ProviderError& e) {
-        ASSERT_FALSE(error.empty()) << e.what();
-        std::string expected = "model server at " + url + ": " + error;
-        if (const auto at = expected.find("URL"); at != std::string::npos) {
-          expected.replace(at, 3, url + (chat ? "/chat/completions" : "/v1/messages"));
-        }
-        if (c.prefix_only) {
-          EXPECT_EQ(std::string(e.what()).rfind(expected, 0), 0u) << e.what();
-        } else {
-          EXPECT_EQ(e.what(), expected);
-        }
+        ASSERT_FALSE(said.empty()) << e.what();
+        const std::string expected = p.failure(stub.url(), said);
+        EXPECT_EQ(up_to(e.what(), expected), expected);
       }
       EXPECT_EQ(stub.requests().size(), c.requests);
     }

@@ -9,14 +9,12 @@
 
 #include <netinet/in.h>
 #include <signal.h>
-#include <spawn.h>
+#include <strings.h>
 #include <sys/socket.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -25,8 +23,6 @@
 #include <tessik/foundation/value.hpp>
 
 #include "temp_dir.hpp"
-
-extern char** environ;
 
 namespace tessik::testing {
 
@@ -41,13 +37,7 @@ struct StubRequest {
   // The value of the first header named `name` (any case), "" if none.
   std::string header(std::string_view name) const {
     for (const auto& [k, v] : headers) {
-      if (k.size() == name.size() &&
-          std::equal(k.begin(), k.end(), name.begin(), [](char a, char b) {
-            return std::tolower(static_cast<unsigned char>(a)) ==
-                   std::tolower(static_cast<unsigned char>(b));
-          })) {
-        return v;
-      }
+      if (k.size() == name.size() && ::strncasecmp(k.data(), name.data(), k.size()) == 0) return v;
     }
     return {};
   }
@@ -58,34 +48,16 @@ class StubServer {
  public:
   // `script_json` is the text of {"replies": [...]} (see stub_server.py).
   // Without `record`, the stub keeps no record (requests() is then empty).
-  explicit StubServer(const std::string& script_json, bool record = true) {
-    const std::string script = dir_.write("script.json", script_json).string();
-    record_ = record ? (dir_ / "record.jsonl").string() : std::string("-");
-    int fds[2];
-    if (::pipe(fds) != 0) throw std::runtime_error("pipe failed");
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_adddup2(&actions, fds[1], 1);
-    posix_spawn_file_actions_addclose(&actions, fds[0]);
-    const std::string program = TESSIK_TEST_SOURCE_DIR "/tests/clients/stub_server.py";
-    std::vector<std::string> args{"python3", program, script, record_};
-    std::vector<char*> argv;
-    for (auto& a : args) argv.push_back(a.data());
-    argv.push_back(nullptr);
-    const int rc = posix_spawnp(&pid_, "python3", &actions, nullptr, argv.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    ::close(fds[1]);
-    if (rc != 0) {
-      ::close(fds[0]);
-      throw std::runtime_error("could not start python3");
-    }
-    std::string line;
-    char c = 0;
-    while (::read(fds[0], &c, 1) == 1 && c != '\n') line += c;
-    ::close(fds[0]);
-    if (std::sscanf(line.c_str(), "PORT %d", &port_) != 1) {
+  explicit StubServer(const std::string& script_json, bool record = true)
+      : record_(record ? (dir_ / "record.jsonl").string() : "-") {
+    const std::string command =
+        "exec python3 '" TESSIK_TEST_SOURCE_DIR "/tests/clients/stub_server.py' '" +
+        dir_.write("script.json", script_json).string() + "' '" + record_ + "'";
+    out_ = ::popen(command.c_str(), "re");
+    if (!out_) throw std::runtime_error("could not start python3");
+    if (std::fscanf(out_, "PORT %d PID %d", &port_, &pid_) != 2) {
       stop();
-      throw std::runtime_error("the stub server did not report its port: " + line);
+      throw std::runtime_error("the stub server did not report its port");
     }
   }
   ~StubServer() { stop(); }
@@ -116,16 +88,14 @@ class StubServer {
 
  private:
   void stop() {
-    if (pid_ > 0) {
-      ::kill(pid_, SIGKILL);
-      int status = 0;
-      ::waitpid(pid_, &status, 0);
-      pid_ = -1;
-    }
+    if (pid_ > 0) ::kill(pid_, SIGKILL);
+    if (out_) ::pclose(out_);  // waits for the stub to end
+    out_ = nullptr;
   }
 
   TempDir dir_;
   std::string record_;
+  FILE* out_ = nullptr;
   pid_t pid_ = -1;
   int port_ = 0;
 };
@@ -136,7 +106,6 @@ inline int closed_port() {
   sockaddr_in addr{};
   addr.sin_family = AF_INET;
   addr.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  addr.sin_port = 0;
   socklen_t len = sizeof addr;
   ::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
   ::getsockname(fd, reinterpret_cast<sockaddr*>(&addr), &len);

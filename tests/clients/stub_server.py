@@ -26,7 +26,7 @@ A request that no entry answers gets status 599.
 
 Every request is appended to RECORD as one JSON line, before it is answered:
 {"method", "path", "headers": [[name, value], ...], "body", "time",
-"peer_port"}; a RECORD of "-" records nothing. The chosen port is printed as "PORT <n>" on standard output.
+"peer_port"}; a RECORD of "-" records nothing. The chosen port and the process id are printed as "PORT <n> PID <pid>" on standard output.
 """
 import json
 import os
@@ -163,7 +163,7 @@ def main():
     recorder = Recorder(sys.argv[2])
     server = ThreadingHTTPServer(("127.0.0.1", 0), make_handler(script, recorder))
     server.daemon_threads = True
-    print("PORT %d" % server.server_address[1], flush=True)
+    print("PORT %d PID %d" % (server.server_address[1], os.getpid()), flush=True)
     server.serve_forever()
 
 

@@ -20,10 +20,10 @@ using namespace clients::detail;
 struct DecodeCase {
   const char* name;
   const char* body;
+  std::string error;  // the InvalidValueError message; empty: decodes
   std::string text{};
   std::optional<std::string> stop{};
   std::string problems{};  // the tool calls' problems, "|"-separated
-  std::string error{};     // the InvalidValueError message; empty: decodes
 };
 
 std::string problems_of(const DecodedReply& r) {
@@ -51,26 +51,25 @@ TEST(MessagesWire, DecodesRepliesAndRefusesWrongShapes) {
       {"text blocks join; thinking blocks are skipped",
        R"({"content": [{"type": "thinking", "thinking": "hm"}, {"type": "text", "text": "a"},)"
        R"( {"type": "text", "text": "b"}], "stop_reason": "refusal"})",
-       "ab", "refusal"},
-      {"null stop reason is absent", R"({"content": [], "stop_reason": null})", "", std::nullopt},
+       "", "ab", "refusal"},
+      {"null stop reason is absent", R"({"content": [], "stop_reason": null})", ""},
       {"tool input that is not an object is a problem, not a failure",
        R"({"content": [{"type": "tool_use", "id": "t", "name": "read_file", "input": [1]}],)"
        R"( "stop_reason": "tool_use"})",
-       "", "tool_use", "the input of tool 'read_file' must be an object, not an array"},
+       "", "", "tool_use", "the input of tool 'read_file' must be an object, not an array"},
       {"missing tool input", R"({"content": [{"type": "tool_use", "id": "t", "name": "x"}]})", "",
-       std::nullopt, "the input of tool 'x' must be an object, not null"},
-      {"empty body", "", "", std::nullopt, "", "the reply body is empty"},
-      {"JSON null", "null", "", std::nullopt, "",
-       "the reply is null, not an object; it begins: 'null'"},
-      {"no content", R"({"type": "message"})", "", std::nullopt, "",
+       "", std::nullopt, "the input of tool 'x' must be an object, not null"},
+      {"empty body", "", "the reply body is empty"},
+      {"JSON null", "null", "the reply is null, not an object; it begins: 'null'"},
+      {"no content", R"({"type": "message"})",
        R"(the reply has no content array; it begins: '{"type": "message"}')"},
-      {"a block that is not an object", R"({"content": [3]})", "", std::nullopt, "",
+      {"a block that is not an object", R"({"content": [3]})",
        "content block 1 of the reply is a number, not an object"},
       {"a text block without text",
-       R"({"content": [{"type": "text"}, {"type": "text", "text": 1}]})", "", std::nullopt, "",
+       R"({"content": [{"type": "text"}, {"type": "text", "text": 1}]})",
        "text block 1 of the reply has no text"},
       {"a tool_use block without an id",
-       R"({"content": [{"type": "tool_use", "name": "x", "input": {}}]})", "", std::nullopt, "",
+       R"({"content": [{"type": "tool_use", "name": "x", "input": {}}]})",
        "tool_use block 1 of the reply lacks its id or name"},
   };
   for (const DecodeCase& c : kCases) check(c, &decode_messages_reply);
@@ -85,38 +84,38 @@ TEST(MessagesWire, UsageIgnoresCountsOfTheWrongKind) {
 
 TEST(ChatWire, DecodesRepliesAndMapsFinishReasons) {
   const DecodeCase kCases[] = {
-      {"stop", R"({"choices": [{"message": {"content": "a"}, "finish_reason": "stop"}]})", "a",
+      {"stop", R"({"choices": [{"message": {"content": "a"}, "finish_reason": "stop"}]})", "", "a",
        "end_turn"},
-      {"length", R"({"choices": [{"message": {"content": "a"}, "finish_reason": "length"}]})", "a",
-       "max_tokens"},
+      {"length", R"({"choices": [{"message": {"content": "a"}, "finish_reason": "length"}]})", "",
+       "a", "max_tokens"},
       {"content filter",
        R"({"choices": [{"message": {"content": null}, "finish_reason": "content_filter"}]})", "",
-       "refusal"},
+       "", "refusal"},
       {"a refusal message wins over stop",
        R"({"choices": [{"message": {"content": null, "refusal": "no"}, "finish_reason": "stop"}]})",
-       "", "refusal"},
+       "", "", "refusal"},
       {"an unknown reason passes through",
-       R"({"choices": [{"message": {"content": "a"}, "finish_reason": "eos"}]})", "a", "eos"},
+       R"({"choices": [{"message": {"content": "a"}, "finish_reason": "eos"}]})", "", "a", "eos"},
       {"tool calls finishing with stop still ask for tools",
        R"({"choices": [{"message": {"tool_calls": [{"id": "c", "function": {"name": "f",)"
        R"( "arguments": "{}"}}]}, "finish_reason": "stop"}]})",
-       "", "tool_use"},
+       "", "", "tool_use"},
       {"arguments given as an object, as some local servers do",
        R"({"choices": [{"message": {"tool_calls": [{"function": {"name": "f", "arguments": {"a": 1}}}]},)"
        R"( "finish_reason": "tool_calls"}]})",
-       "", "tool_use"},
+       "", "", "tool_use"},
       {"arguments that are an array",
        R"({"choices": [{"message": {"tool_calls": [{"id": "c", "function": {"name": "f", "arguments": "[1]"}}]},)"
        R"( "finish_reason": "tool_calls"}]})",
-       "", "tool_use", "the arguments of tool 'f' must be an object, not an array"},
-      {"no choices", R"({"choices": []})", "", std::nullopt, "",
+       "", "", "tool_use", "the arguments of tool 'f' must be an object, not an array"},
+      {"no choices", R"({"choices": []})",
        R"(the reply has no choices; it begins: '{"choices": []}')"},
-      {"a choice without a message", R"({"choices": [{"text": "a"}]})", "", std::nullopt, "",
+      {"a choice without a message", R"({"choices": [{"text": "a"}]})",
        "the reply's first choice has no message object"},
-      {"content that is not text", R"({"choices": [{"message": {"content": 5}}]})", "",
-       std::nullopt, "", "the reply's message content is a number, not a string"},
+      {"content that is not text", R"({"choices": [{"message": {"content": 5}}]})",
+       "the reply's message content is a number, not a string"},
       {"a tool call without a name", R"({"choices": [{"message": {"tool_calls": [{"id": "c"}]}}]})",
-       "", std::nullopt, "", "tool call 1 of the reply has no function name"},
+       "tool call 1 of the reply has no function name"},
   };
   for (const DecodeCase& c : kCases) check(c, &decode_chat_reply);
 }
