@@ -13,7 +13,9 @@
 // names the provider, the HTTP status when there was one, and the
 // provider's own error message from the body; a body that is not the
 // protocol's JSON is quoted by its first bytes. The API key never appears in
-// a message: any occurrence of it is replaced by "[redacted]".
+// a message: any occurrence of it is replaced by "[redacted]" (a key under
+// 8 bytes, a local server's placeholder such as "x", is no secret and is
+// left as it is).
 #ifndef TESSIK_CLIENTS_PROVIDER_ERROR_HPP_
 #define TESSIK_CLIENTS_PROVIDER_ERROR_HPP_
 

@@ -341,7 +341,7 @@ void HttpTransport::release(void* handle) noexcept {
 }
 
 std::string HttpTransport::redact(std::string text) const {
-  if (secret_.empty()) return text;
+  if (secret_.size() < kMinRedactedSecretBytes) return text;
   constexpr std::string_view kMark = "[redacted]";
   for (std::size_t at = text.find(secret_); at != std::string::npos;
        at = text.find(secret_, at + kMark.size())) {

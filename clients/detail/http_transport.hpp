@@ -5,6 +5,7 @@
 #define TESSIK_CLIENTS_DETAIL_HTTP_TRANSPORT_HPP_
 
 #include <chrono>
+#include <cstddef>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -55,8 +56,14 @@ bool retryable_status(long status) noexcept;
 // doubled per retry, capped at backoff_max.
 std::chrono::milliseconds backoff_delay(const TransportOptions& options, int retry) noexcept;
 
+// Keys shorter than this are placeholders (a local server takes "x" or
+// "none"), not secrets: looking for them would cut words of every message
+// apart ("ma[redacted]imum"), so they are left alone.
+inline constexpr std::size_t kMinRedactedSecretBytes = 8;
+
 // A thread-safe HTTP POST client. `provider` names the server in failures;
-// `secret` (the API key) is redacted from debug log lines and messages.
+// `secret` (the API key) is redacted from debug log lines and messages when
+// it has at least kMinRedactedSecretBytes bytes.
 class HttpTransport {
  public:
   HttpTransport(TransportOptions options, std::string provider, std::string secret);
@@ -80,7 +87,8 @@ class HttpTransport {
 
   const TransportOptions& options() const noexcept { return options_; }
   const std::string& provider() const noexcept { return provider_; }
-  // `text` with every occurrence of the secret replaced by "[redacted]".
+  // `text` with every occurrence of the secret replaced by "[redacted]"
+  // (unchanged for a secret under kMinRedactedSecretBytes).
   std::string redact(std::string text) const;
 
  private:

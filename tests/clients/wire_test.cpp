@@ -160,6 +160,16 @@ TEST(Transport, BackoffDoublesUpToItsCapAndOnlyTransientStatusesRetry) {
     EXPECT_FALSE(retryable_status(status)) << status;
 }
 
+TEST(Transport, OnlyAKeyLongEnoughToBeSecretIsRedacted) {
+  const std::string text = "the maximum for key 1234567 and key 12345678 is 12345678";
+  EXPECT_EQ(HttpTransport({}, "p", "").redact(text), text);
+  // A placeholder under 8 bytes ("x", "1234567") would cut words apart.
+  EXPECT_EQ(HttpTransport({}, "p", "x").redact(text), text);
+  EXPECT_EQ(HttpTransport({}, "p", "1234567").redact(text), text);
+  EXPECT_EQ(HttpTransport({}, "p", "12345678").redact(text),
+            "the maximum for key 1234567 and key [redacted] is [redacted]");
+}
+
 TEST(ChatWire, SystemTextJoinsBlockTextsInOrder) {
   EXPECT_EQ(joined_system_text(Value("one text")), "one text");
   EXPECT_EQ(joined_system_text(Value::Sequence{Value::Mapping{{"type", "text"}, {"text", "a"}},
