@@ -86,7 +86,7 @@ int run_cli(std::span<const std::string> args, const Io& io) {
     return EXIT_USAGE;
   } catch (...) {
     const Failure f = current_failure();
-    io.err << "tessik-agents " << name << ": " << f.kind << ": " << f.message << '\n';
+    io.err << "tessik-agents " << name << ": " << f.message << '\n';
   }
   return EXIT_FAILED;
 }

@@ -1,5 +1,6 @@
 // How the tool names a failure it reports: the one place that turns an
-// exception into the (kind, message) pair every command prints.
+// exception into the (kind, message) pair: commands print the message, and
+// machine-readable reports carry the kind.
 //
 //   try { ... } catch (...) { Failure f = current_failure(); }
 #ifndef TESSIK_TOOLS_CLI_FAILURE_HPP_
