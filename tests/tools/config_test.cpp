@@ -11,7 +11,6 @@
 #include <tessik/foundation/text.hpp>
 
 #include "config/settings_table.hpp"
-#include "git_repo.hpp"
 #include "run_cli.hpp"
 
 namespace tessik::cli {
@@ -110,7 +109,6 @@ TEST(ConfigPrecedence, FlagThenEnvironmentThenFileThenDefault) {
 
 TEST(ConfigFile, BadFilesAndValuesAreNamedWithTheirPlace) {
   GitRepo repo;
-  const std::string shown = path_text(repo / ".tessik.yaml");
   const struct {
     std::string file;
     std::vector<std::string> flags;
@@ -141,9 +139,8 @@ TEST(ConfigFile, BadFilesAndValuesAreNamedWithTheirPlace) {
   ::setenv("TESSIK_ONLY_TRIGGERED", "sometimes", 1);
   const Resolved env = resolve(repo, "", {});
   ::unsetenv("TESSIK_ONLY_TRIGGERED");
-  EXPECT_NE(env.outcome.err.find("TESSIK_ONLY_TRIGGERED must be true or false, not 'sometimes'"),
-            std::string::npos)
-      << env.outcome.err;
+  testing::expect_contains(env.outcome.err,
+                           {"TESSIK_ONLY_TRIGGERED must be true or false, not 'sometimes'"});
 }
 
 }  // namespace

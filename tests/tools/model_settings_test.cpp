@@ -58,12 +58,11 @@ TEST(ModelSettings, FlagsWinOverTheEnvironmentWhichWinsOverDefaults) {
 }
 
 TEST(ModelSettings, UsageErrorsNameTheFlagOrVariable) {
-  struct Case {
+  const struct {
     ModelFlags flags;
     std::map<std::string, std::string> env;
     const char* message;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {{}, {}, "no model to review with: give --model NAME (or set TESSIK_MODEL)"},
       {{.model = ""}, {{"TESSIK_MODEL", "m"}}, "no model to review with"},
       {{.provider = "gemini", .model = "m"},
@@ -76,7 +75,7 @@ TEST(ModelSettings, UsageErrorsNameTheFlagOrVariable) {
       {{.model = "m", .timeout_seconds = 0}, {}, "--timeout must be a number of seconds above 0"},
       {{.model = "m", .timeout_seconds = 86'401}, {}, "--timeout must be a number of seconds"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     try {
       resolve_model_settings(c.flags, env_of(c.env));
       ADD_FAILURE() << "accepted: " << c.message;

@@ -1,10 +1,6 @@
 // The concurrent review runner and the recordings a live review writes.
 #include "run/review_runner.hpp"
 
-#include <sstream>
-
-#include "run/progress_board.hpp"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -12,6 +8,7 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <sstream>
 
 #include <tessik/clients/provider_error.hpp>
 #include <tessik/foundation/errors.hpp>
@@ -19,6 +16,7 @@
 #include "fake_client.hpp"
 #include "model/recording_client.hpp"
 #include "model/replay_client.hpp"
+#include "run/progress_board.hpp"
 #include "temp_dir.hpp"
 
 namespace tessik::cli {
@@ -72,14 +70,12 @@ class CallLog {
   std::vector<std::string> events_;
 };
 
-std::vector<LoadedAgent> agents_with(const std::shared_ptr<AIClient>& client) {
-  return load_all_agents(AIConfig{.ai_max_tokens = 100, .custom_agents_dir = std::nullopt}, client);
-}
-
 std::vector<AgentOutcome> run_with(CallLog& log, RunSettings settings) {
   auto client = std::make_shared<testing::ExampleClient>();
   client->responder = [&log](const Value&, const std::string& agent) { return log.call(agent); };
-  return run_agents(agents_with(client), kChanges, nullptr, settings);
+  return run_agents(
+      load_all_agents(AIConfig{.ai_max_tokens = 100, .custom_agents_dir = {}}, client), kChanges,
+      nullptr, settings);
 }
 
 // The outcomes keep the agent order and a failure (peregrin's) stays with
@@ -92,7 +88,6 @@ TEST(ReviewRunner, WarmUpFinishesTheFirstCallBeforeAnyOtherStarts) {
   EXPECT_EQ(events[0], "start corvin");
   EXPECT_EQ(events[1], "end corvin");
   EXPECT_EQ(log.max_running(), 3u);
-
   std::vector<std::string> names;
   for (const AgentOutcome& o : outcomes) {
     names.push_back(o.agent);
@@ -113,75 +108,63 @@ TEST(ReviewRunner, JobsBoundTheCallsRunningTogether) {
   }
 }
 
-// Starts its call in a CallLog, calls the first tool it is given, then
-// answers: the tool call comes after the start is logged, as a model's
-// request for a tool comes after the request went out.
-class ToolCallingClient final : public AIClient {
+// A client offering tools: `answer` gets the agent and a call of the first
+// tool the agent has (a no-op without tools).
+using ToolAnswer =
+    std::function<CompletionResult(const std::string&, const std::function<void()>&)>;
+class ToolClient final : public AIClient {
  public:
-  explicit ToolCallingClient(CallLog& log) : log_(log) {}
+  explicit ToolClient(ToolAnswer answer) : answer_(std::move(answer)) {}
   CompletionResult complete(const Value&, const CompleteOptions& o) override {
-    return log_.call(o.agent_name);
+    return answer_(o.agent_name, [] {});
   }
   bool offers_tools() const noexcept override { return true; }
   CompletionResult complete_with_tools(const Value&, const ToolCompleteOptions& o) override {
-    return log_.call(o.agent_name, [&] { o.tool_handlers.begin()->second(Value::Mapping{}); });
+    return answer_(o.agent_name, [&] { o.tool_handlers.begin()->second(Value::Mapping{}); });
   }
 
  private:
-  CallLog& log_;
+  ToolAnswer answer_;
 };
 
+// Runs the agents with the warm-up ended by their tools, as a review does.
+std::vector<AgentOutcome> run_with_tools(ToolAnswer answer, std::size_t jobs) {
+  const auto signal = std::make_shared<FirstAnswer>();
+  const std::vector<LoadedAgent> agents = load_all_agents(
+      AIConfig{.ai_max_tokens = 100, .custom_agents_dir = {}},
+      std::make_shared<ToolClient>(std::move(answer)), std::nullopt,
+      notifying_tools({.read_file_tool = testing::FakeTool::named("read_file")}, signal));
+  return run_agents(agents, kChanges, nullptr,
+                    {.jobs = jobs, .cache_warmup = true, .first_answer = signal});
+}
+
+// The tool call comes after the start is logged, as a model's request for a
+// tool comes after the request went out.
 TEST(ReviewRunner, WarmUpEndsWhenTheFirstAgentsModelAsksForATool) {
   CallLog log(4);  // the first agent's call waits for the other three
-  const auto signal = std::make_shared<FirstAnswer>();
-  const ReviewerTools tools =
-      notifying_tools({.read_file_tool = testing::FakeTool::named("read_file")}, signal);
-  const std::vector<LoadedAgent> agents =
-      load_all_agents(AIConfig{.ai_max_tokens = 100, .custom_agents_dir = std::nullopt},
-                      std::make_shared<ToolCallingClient>(log), std::nullopt, tools);
-  run_agents(agents, kChanges, nullptr, {.jobs = 0, .cache_warmup = true, .first_answer = signal});
+  run_with_tools([&](const std::string& agent, const auto& tool) { return log.call(agent, tool); },
+                 0);
   EXPECT_EQ(log.max_running(), 4u);
   EXPECT_EQ(log.events().front(), "start corvin");
 }
 
-// Corvin's server refuses it (HTTP 400), after calling a tool or not; the
-// others' requests are answered.
-class RefusingClient final : public AIClient {
- public:
-  explicit RefusingClient(bool call_tool) : call_tool_(call_tool) {}
-  CompletionResult complete(const Value&, const CompleteOptions& o) override {
-    return answer(o.agent_name);
-  }
-  bool offers_tools() const noexcept override { return true; }
-  CompletionResult complete_with_tools(const Value&, const ToolCompleteOptions& o) override {
-    if (call_tool_) o.tool_handlers.begin()->second(Value::Mapping{});
-    return answer(o.agent_name);
-  }
-  std::atomic<int> calls{0};
-
- private:
-  CompletionResult answer(const std::string& agent) {
-    ++calls;
-    if (agent != "corvin") return {.text = kClean};
-    throw clients::ProviderError("server: bad request (HTTP 400)", "server", 400, 1);
-  }
-  bool call_tool_;
-};
-
-// A warm-up refused before the server took any of it leaves the others
-// unsent; once its model called a tool the warm-up was over, and the
-// others run (one job: they would run after the refusal).
+// Corvin's server refuses it (HTTP 400), after calling a tool or not. A
+// warm-up refused before the server took any of it leaves the others
+// unsent; once its model called a tool the warm-up was over, and the others
+// run (one job: they would run after the refusal).
 TEST(ReviewRunner, ARefusedWarmUpStopsTheOthersOnlyBeforeTheServerTookIt) {
   for (const bool tool_first : {false, true}) {
     SCOPED_TRACE(tool_first);
-    const auto client = std::make_shared<RefusingClient>(tool_first);
-    const auto signal = std::make_shared<FirstAnswer>();
-    const std::vector<LoadedAgent> agents = load_all_agents(
-        AIConfig{.ai_max_tokens = 100, .custom_agents_dir = std::nullopt}, client, std::nullopt,
-        notifying_tools({.read_file_tool = testing::FakeTool::named("read_file")}, signal));
-    const std::vector<AgentOutcome> outcomes = run_agents(
-        agents, kChanges, nullptr, {.jobs = 1, .cache_warmup = true, .first_answer = signal});
-    EXPECT_EQ(client->calls, tool_first ? 4 : 1);
+    std::atomic<int> calls{0};
+    const std::vector<AgentOutcome> outcomes = run_with_tools(
+        [&](const std::string& agent, const auto& tool) -> CompletionResult {
+          ++calls;
+          if (tool_first) tool();
+          if (agent != "corvin") return {.text = kClean};
+          throw clients::ProviderError("server: bad request (HTTP 400)", "server", 400, 1);
+        },
+        1);
+    EXPECT_EQ(calls, tool_first ? 4 : 1);
     EXPECT_EQ(outcomes[0].failure_message, "server: bad request (HTTP 400)");
     for (std::size_t i = 1; i < outcomes.size(); ++i) {
       EXPECT_EQ(outcomes[i].verdict.has_value(), tool_first);
@@ -233,12 +216,6 @@ TEST(Recording, TheWrapperPassesThroughAndNamesTheLiveClient) {
   EXPECT_THROW(client.complete(Value::Sequence{}, {.agent_name = "../x"}), InvalidValueError);
 }
 
-}  // namespace
-}  // namespace tessik::cli
-
-namespace tessik::cli {
-namespace {
-
 TEST(ProgressLine, IsCutToTheTerminalAndKeepsControlCharactersOut) {
   const struct {
     const char* name;
@@ -255,12 +232,9 @@ TEST(ProgressLine, IsCutToTheTerminalAndKeepsControlCharactersOut) {
        80,
        "corvin  calling read_file on ?[2Ja?b          0.0 s"},
       {"cut to one less than the width, between code points",
-       {.agent = "\xC3\xBC"
-                 "ber",
-        .doing = "writing (3 tokens)"},
+       {.agent = "\303\274ber", .doing = "writing (3 tokens)"},  // u-umlaut in octal
        12,
-       "\xC3\xBC"
-       "ber    wri"},
+       "\303\274ber    wri"},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(c.name);

@@ -1,6 +1,7 @@
 // Runs the command-line tool through its entry point and keeps what it
 // wrote, or as a child process (the built binary) for what only a process
-// shows: signals and exit statuses.
+// shows: signals and exit statuses; and a throw-away git repository to run
+// it in.
 #ifndef TESSIK_TESTS_TOOLS_RUN_CLI_HPP_
 #define TESSIK_TESTS_TOOLS_RUN_CLI_HPP_
 
@@ -8,8 +9,10 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
+#include <stdio.h>
 #include <sys/wait.h>
 
+#include <array>
 #include <chrono>
 #include <filesystem>
 #include <fstream>
@@ -22,6 +25,7 @@
 #include <vector>
 
 #include "cli/cli.hpp"
+#include "temp_dir.hpp"
 
 namespace tessik::testing {
 
@@ -106,6 +110,35 @@ inline std::string read_text(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
+
+// A git repository for one test, driven by the `git` command.
+class GitRepo : public TempDir {
+ public:
+  GitRepo() { git("init -q -b main"); }
+
+  // Runs `git <args>` in the repository and returns its standard output;
+  // throws when git fails. Commits carry a fixed author.
+  std::string git(const std::string& args) const {
+    const std::string command = "git -C '" + path().string() +
+                                "' -c user.name=Test -c user.email=test@example.com "
+                                "-c core.autocrlf=false -c commit.gpgsign=false " +
+                                args + " 2>&1";
+    FILE* pipe = ::popen(command.c_str(), "r");
+    if (pipe == nullptr) throw std::runtime_error("cannot run git");
+    std::string out;
+    std::array<char, 4096> buffer{};
+    std::size_t n = 0;
+    while ((n = ::fread(buffer.data(), 1, buffer.size(), pipe)) > 0) out.append(buffer.data(), n);
+    if (::pclose(pipe) != 0) throw std::runtime_error("git " + args + " failed:\n" + out);
+    return out;
+  }
+
+  // Stages everything (ignored files stay out) and commits.
+  void commit(const std::string& message) const {
+    git("add -A");
+    git("commit -q --allow-empty -m '" + message + "'");
+  }
+};
 
 }  // namespace tessik::testing
 
