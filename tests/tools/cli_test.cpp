@@ -30,10 +30,15 @@ const std::string kExampleReplies = (kSource / "examples/replies").string();
 const char kValidAgent[] =
     "name: sqlbot\ndisplay_name: SQL Bot\nrole: Reviews SQL\nsystem_prompt: Check the SQL.\n";
 
-TEST(CliUsage, UsageMessagesNameTheProblemInTheCommandsTerms) {
+// Usage errors exit 2 with a message in the command's terms; other failures
+// exit 1 and name their cause.
+TEST(CliUsage, UsageAndOtherFailuresNameTheProblem) {
+  const std::string diff = "--- a\n+++ b\n@@ -1 +1 @@\n-a\n+b\n";
   const struct {
     std::vector<std::string> args;
     std::string message;  // "": only the exit status and some error output are checked
+    int status = EXIT_USAGE;
+    std::string input = "";  // standard input
   } cases[] = {
       {{}, ""},
       {{"frobnicate"}, ""},
@@ -52,12 +57,18 @@ TEST(CliUsage, UsageMessagesNameTheProblemInTheCommandsTerms) {
       {{"prompt", "--agent", "x"}, "--diff FILE is required"},
       {{"review", "--git=", "--diff", kExampleDiff},
        "--diff and --git name two changes: give one of them"},
+      // A part of the error output of the failures.
+      {{"list", "--builtin", "/nonexistent/agents"}, "/nonexistent/agents", EXIT_FAILED},
+      {{"show", "nobody"}, "corvin", EXIT_FAILED},  // lists the known agents
+      {{"prompt", "--diff", "-"}, "", EXIT_FAILED, "just some prose\n"},
+      {{"prompt", "--diff", "-", "--agent", "nobody"}, "", EXIT_FAILED, diff},
   };
   for (const auto& c : cases) {
-    const Outcome r = run(c.args);
-    EXPECT_EQ(r.status, EXIT_USAGE) << ::testing::PrintToString(c.args);
+    const Outcome r = run(c.args, c.input);
+    EXPECT_EQ(r.status, c.status) << ::testing::PrintToString(c.args);
     EXPECT_FALSE(r.err.empty()) << ::testing::PrintToString(c.args);
-    if (c.message.empty()) continue;
+    if (c.status == EXIT_FAILED) expect_contains(r.err, {c.message});
+    if (c.message.empty() || c.status == EXIT_FAILED) continue;
     EXPECT_EQ(r.err, "tessik-agents " + c.args[0] + ": " +
                          (c.message.starts_with("-") || c.message.starts_with("unknown")
                               ? c.message
@@ -138,24 +149,6 @@ TEST(CliList, CustomAgentOverridesInPlaceAndWarningsGoToStandardError) {
   EXPECT_EQ(*agents[1].find("overrides_builtin"), Value(true));
   EXPECT_EQ(*agents[4].find("category"), Value("code-quality"));
   EXPECT_EQ(json.find("warnings")->as_sequence().size(), 1u);
-}
-
-TEST(CliFailures, ExitOneAndNameTheCause) {
-  const std::string diff = "--- a\n+++ b\n@@ -1 +1 @@\n-a\n+b\n";
-  const struct {
-    std::vector<std::string> args;
-    std::string input, err;  // a part of the error output
-  } cases[] = {
-      {{"list", "--builtin", "/nonexistent/agents"}, "", "/nonexistent/agents"},
-      {{"show", "nobody"}, "", "corvin"},  // lists the known agents
-      {{"prompt", "--diff", "-"}, "just some prose\n", ""},
-      {{"prompt", "--diff", "-", "--agent", "nobody"}, diff, ""},
-  };
-  for (const auto& c : cases) {
-    const Outcome r = run(c.args, c.input);
-    EXPECT_EQ(r.status, EXIT_FAILED) << ::testing::PrintToString(c.args);
-    expect_contains(r.err, {c.err});
-  }
 }
 
 TEST(CliPrompt, ShowsTheRequestOfOneAgent) {

@@ -127,29 +127,22 @@ std::vector<std::string> live_args(const Protocol& p, const StubServer& stub, co
                      {"--endpoint", stub.url() + p.url_suffix, "--tools"});
 }
 
+// Every tool answer within `v`: the objects naming their call by `key`.
+void collect_answers(const Value& v, const std::string& key,
+                     std::map<std::string, std::string>& answers) {
+  if (v.is_sequence()) {
+    for (const Value& item : v.as_sequence()) collect_answers(item, key, answers);
+  } else if (v.is_mapping()) {
+    if (const Value* id = v.find(key)) answers[id->as_string()] = text_form(*v.find("content"));
+    for (const auto& [name, item] : v.as_mapping()) collect_answers(item, key, answers);
+  }
+}
+
 // The tool answers the stub received, by call id.
 std::map<std::string, std::string> tool_answers(const std::vector<testing::StubRequest>& requests,
                                                 const Protocol& p) {
   std::map<std::string, std::string> answers;
-  for (const testing::StubRequest& r : requests) {
-    if (r.body.find(p.result_key) == std::string::npos) continue;
-    const Value body = r.json();
-    for (const Value& message : body.find("messages")->as_sequence()) {
-      const Value* content = message.find("content");
-      if (p.provider == "openai") {
-        if (const Value* id = message.find("tool_call_id")) {
-          answers[id->as_string()] = content->as_string();
-        }
-        continue;
-      }
-      if (content == nullptr || !content->is_sequence()) continue;
-      for (const Value& block : content->as_sequence()) {
-        if (const Value* id = block.find("tool_use_id")) {
-          answers[id->as_string()] = text_form(*block.find("content"));
-        }
-      }
-    }
-  }
+  for (const testing::StubRequest& r : requests) collect_answers(r.json(), p.result_key, answers);
   return answers;
 }
 

@@ -28,46 +28,36 @@ const char kClean[] = R"({"status": "clean", "summary": "fine", "confidence": 0.
 const std::vector<FileChange> kChanges{{"a.py", "@@ -1 +1 @@\n-a\n+b"}};
 
 // Watches the calls the agents make: their order of starting and finishing,
-// and how many ran at once. Each call is held until `meet` calls (not
-// counting the agent `alone`) have started, or a generous wait has passed,
-// so calls that may overlap do. `once_started` runs right after the start is
-// logged, outside the lock (a client's tool call during its request).
-class CallLog {
- public:
-  explicit CallLog(std::size_t meet, std::string alone = "")
-      : meet_(meet), alone_(std::move(alone)) {}
+// and how many ran at once (read once the run is over). Each call is held
+// until `meet` calls (not counting the agent `alone`) have started, or a
+// generous wait has passed, so calls that may overlap do. `once_started`
+// runs right after the start is logged, outside the lock (a client's tool
+// call during its request).
+struct CallLog {
   CompletionResult call(const std::string& agent, const std::function<void()>& once_started = {}) {
-    std::unique_lock lock(mutex_);
-    events_.push_back("start " + agent);
-    max_running_ = std::max(max_running_, ++running_);
-    if (agent != alone_) ++arrived_;
-    met_.notify_all();
+    std::unique_lock lock(mutex);
+    events.push_back("start " + agent);
+    max_running = std::max(max_running, ++running);
+    if (agent != alone) ++arrived;
+    met.notify_all();
     if (once_started) {
       lock.unlock();
       once_started();
       lock.lock();
     }
-    if (agent != alone_) met_.wait_for(lock, 10s, [&] { return arrived_ >= meet_; });
-    --running_;
-    events_.push_back("end " + agent);
+    if (agent != alone) met.wait_for(lock, 10s, [&] { return arrived >= meet; });
+    --running;
+    events.push_back("end " + agent);
     if (agent == "peregrin") throw std::runtime_error("connection refused");
     return {.text = kClean};
   }
-  std::vector<std::string> events() const {
-    std::lock_guard lock(mutex_);
-    return events_;
-  }
-  std::size_t max_running() const {
-    std::lock_guard lock(mutex_);
-    return max_running_;
-  }
 
- private:
-  mutable std::mutex mutex_;
-  std::condition_variable met_;
-  std::size_t meet_, arrived_ = 0, running_ = 0, max_running_ = 0;
-  std::string alone_;
-  std::vector<std::string> events_;
+  std::size_t meet;
+  std::string alone{};
+  std::vector<std::string> events{};
+  std::size_t max_running = 0, running = 0, arrived = 0;
+  std::mutex mutex{};
+  std::condition_variable met{};
 };
 
 std::vector<AgentOutcome> run_with(CallLog& log, RunSettings settings) {
@@ -81,13 +71,12 @@ std::vector<AgentOutcome> run_with(CallLog& log, RunSettings settings) {
 // The outcomes keep the agent order and a failure (peregrin's) stays with
 // its agent.
 TEST(ReviewRunner, WarmUpFinishesTheFirstCallBeforeAnyOtherStarts) {
-  CallLog log(3, "corvin");  // the three later calls meet and run together
+  CallLog log{3, "corvin"};  // the three later calls meet and run together
   const auto outcomes = run_with(log, {.jobs = 0, .cache_warmup = true});
-  const std::vector<std::string> events = log.events();
-  ASSERT_EQ(events.size(), 8u);
-  EXPECT_EQ(events[0], "start corvin");
-  EXPECT_EQ(events[1], "end corvin");
-  EXPECT_EQ(log.max_running(), 3u);
+  ASSERT_EQ(log.events.size(), 8u);
+  EXPECT_EQ(log.events[0], "start corvin");
+  EXPECT_EQ(log.events[1], "end corvin");
+  EXPECT_EQ(log.max_running, 3u);
   std::vector<std::string> names;
   for (const AgentOutcome& o : outcomes) {
     names.push_back(o.agent);
@@ -102,9 +91,9 @@ TEST(ReviewRunner, WarmUpFinishesTheFirstCallBeforeAnyOtherStarts) {
 // Without warm-up every call starts at once, up to the number of jobs.
 TEST(ReviewRunner, JobsBoundTheCallsRunningTogether) {
   for (const auto& [jobs, together] : {std::pair<std::size_t, std::size_t>{0, 4}, {1, 1}, {2, 2}}) {
-    CallLog log(together);
+    CallLog log{together};
     run_with(log, {.jobs = jobs, .cache_warmup = false});
-    EXPECT_EQ(log.max_running(), together) << jobs;
+    EXPECT_EQ(log.max_running, together) << jobs;
   }
 }
 
@@ -141,11 +130,11 @@ std::vector<AgentOutcome> run_with_tools(ToolAnswer answer, std::size_t jobs) {
 // The tool call comes after the start is logged, as a model's request for a
 // tool comes after the request went out.
 TEST(ReviewRunner, WarmUpEndsWhenTheFirstAgentsModelAsksForATool) {
-  CallLog log(4);  // the first agent's call waits for the other three
+  CallLog log{4};  // the first agent's call waits for the other three
   run_with_tools([&](const std::string& agent, const auto& tool) { return log.call(agent, tool); },
                  0);
-  EXPECT_EQ(log.max_running(), 4u);
-  EXPECT_EQ(log.events().front(), "start corvin");
+  EXPECT_EQ(log.max_running, 4u);
+  EXPECT_EQ(log.events.front(), "start corvin");
 }
 
 // Corvin's server refuses it (HTTP 400), after calling a tool or not. A
