@@ -57,18 +57,31 @@ TEST(CliUsage, UsageAndOtherFailuresNameTheProblem) {
       {{"prompt", "--agent", "x"}, "--diff FILE is required"},
       {{"review", "--git=", "--diff", kExampleDiff},
        "--diff and --git name two changes: give one of them"},
-      // A part of the error output of the failures.
-      {{"list", "--builtin", "/nonexistent/agents"}, "/nonexistent/agents", EXIT_FAILED},
-      {{"show", "nobody"}, "corvin", EXIT_FAILED},  // lists the known agents
-      {{"prompt", "--diff", "-"}, "", EXIT_FAILED, "just some prose\n"},
-      {{"prompt", "--diff", "-", "--agent", "nobody"}, "", EXIT_FAILED, diff},
+      // The whole line of the failures: the message alone, no kind of failure before it.
+      {{"list", "--builtin", "/nonexistent/agents"},
+       "cannot list directory '/nonexistent/agents': it does not exist",
+       EXIT_FAILED},
+      {{"show", "nobody"},
+       "no enabled agent is named 'nobody'; loaded: corvin hesper peregrin wynn",
+       EXIT_FAILED},
+      {{"prompt", "--diff", "-"},
+       "standard input holds no file changes: expected a unified diff as `git diff` writes it",
+       EXIT_FAILED,
+       "just some prose\n"},
+      {{"prompt", "--diff", "-", "--agent", "nobody"},
+       "no enabled agent is named 'nobody'",
+       EXIT_FAILED,
+       diff},
   };
   for (const auto& c : cases) {
     const Outcome r = run(c.args, c.input);
     EXPECT_EQ(r.status, c.status) << ::testing::PrintToString(c.args);
     EXPECT_FALSE(r.err.empty()) << ::testing::PrintToString(c.args);
-    if (c.status == EXIT_FAILED) expect_contains(r.err, {c.message});
-    if (c.message.empty() || c.status == EXIT_FAILED) continue;
+    if (c.status == EXIT_FAILED) {
+      EXPECT_EQ(r.err, "tessik-agents " + c.args[0] + ": " + c.message + "\n");
+      continue;
+    }
+    if (c.message.empty()) continue;
     EXPECT_EQ(r.err, "tessik-agents " + c.args[0] + ": " +
                          (c.message.starts_with("-") || c.message.starts_with("unknown")
                               ? c.message
