@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 [ -f build/compile_commands.json ] || ./scripts/test.sh
-out=$(run-clang-tidy -p build -j"$(nproc)" -quiet 'core/|tools/' 2>/dev/null | sed 's/\x1b\[[0-9;]*m//g')
+out=$(run-clang-tidy -p build -j"$(nproc)" -quiet "^$PWD/(core|tools)/" 2>/dev/null | sed 's/\x1b\[[0-9;]*m//g')
 warnings=$(grep -E '^/.*(warning|error):' <<<"$out" | sort -u || true)
 if [ -n "$warnings" ]; then
   echo "$warnings"

@@ -59,7 +59,7 @@ TextPosition position_of_byte(std::string_view bytes, std::size_t offset) {
                            std::to_string(pos) +
                            (truncated ? " (cut off by the end of the file)" : ""));
   error.set_position(position_of_byte(bytes, pos));
-  throw error;
+  throw error;  // NOLINT(misc-throw-by-value-catch-by-reference): built, then positioned
 }
 
 class FileDescriptor {

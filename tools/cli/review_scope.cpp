@@ -77,6 +77,7 @@ std::vector<std::vector<FileChange>> plan_parts(const EffectiveSettings& setting
   }
   if (!settings.on("split")) {
     std::vector<std::pair<std::int64_t, const FileChange*>> largest;
+    largest.reserve(sent.size());
     for (const FileChange& c : sent) largest.emplace_back(change_tokens(c), &c);
     const std::size_t shown = std::min<std::size_t>(largest.size(), 3);
     std::partial_sort(largest.begin(), largest.begin() + static_cast<std::ptrdiff_t>(shown),

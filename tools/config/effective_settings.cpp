@@ -112,7 +112,7 @@ Value from_file(const Setting& s, const ConfigFile& file, const FileValue& entry
     if (s.type != SettingType::path) return entry.value;
     const std::filesystem::path named(entry.value.as_string());
     if (named.is_absolute()) return entry.value;
-    return Value(path_text(file.path.parent_path() / named));
+    return {path_text(file.path.parent_path() / named)};
   }
   if (s.type == SettingType::text_list && entry.value.is_sequence()) {
     const Value::Sequence& items = entry.value.as_sequence();

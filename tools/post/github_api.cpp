@@ -64,8 +64,8 @@ std::string failure_line(long status, const std::string& what, const std::string
 
 GitHubApi::GitHubApi(PullRequestTarget target, clients::TransportOptions options)
     : target_(std::move(target)),
-      transport_(
-          std::make_unique<clients::detail::HttpTransport>(options, "GitHub", target_.token)) {}
+      transport_(std::make_unique<clients::detail::HttpTransport>(std::move(options), "GitHub",
+                                                                  target_.token)) {}
 
 GitHubApi::~GitHubApi() = default;
 

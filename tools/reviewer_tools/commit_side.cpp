@@ -16,8 +16,8 @@ std::string link_target(const SourceTree::State& s, const git_tree_entry* entry)
   git_blob* blob = nullptr;
   git::check(git_blob_lookup(&blob, s.repo.get(), git_tree_entry_id(entry)), "cannot read a link");
   const git::Blob owned(blob);
-  return std::string(static_cast<const char*>(git_blob_rawcontent(blob)),
-                     static_cast<std::size_t>(git_blob_rawsize(blob)));
+  return {static_cast<const char*>(git_blob_rawcontent(blob)),
+          static_cast<std::size_t>(git_blob_rawsize(blob))};
 }
 
 // Walks `rel` one component at a time from the tree's root, following links
@@ -119,8 +119,8 @@ std::string read_commit_file(const SourceTree::State& s, const std::string& rel,
   git_blob* blob = nullptr;
   git::check(git_blob_lookup(&blob, s.repo.get(), &r.blob), "cannot read " + rel);
   const git::Blob owned(blob);
-  return std::string(static_cast<const char*>(git_blob_rawcontent(blob)),
-                     static_cast<std::size_t>(git_blob_rawsize(blob)));
+  return {static_cast<const char*>(git_blob_rawcontent(blob)),
+          static_cast<std::size_t>(git_blob_rawsize(blob))};
 }
 
 void list_commit(const SourceTree::State& s, const std::string& rel, std::size_t max_files,

@@ -33,7 +33,7 @@ Value ConfinedTool::execute(const Value& input) {
   } catch (...) {
     text = "error: the tool failed";
   }
-  return Value(capped_answer(text, limits::kToolAnswerBytes));
+  return {capped_answer(text, limits::kToolAnswerBytes)};
 }
 
 std::string capped_answer(std::string_view text, std::size_t max_bytes) {

@@ -85,7 +85,7 @@ class ReadLinesTool final : public ConfinedTool {
 
 }  // namespace
 
-ReviewerTools make_reviewer_tools(std::shared_ptr<const SourceTree> tree) {
+ReviewerTools make_reviewer_tools(const std::shared_ptr<const SourceTree>& tree) {
   return {.read_file_tool = std::make_shared<ReadFileTool>(tree),
           .read_lines_tool = std::make_shared<ReadLinesTool>(tree),
           .find_code_tool = make_find_code_tool(tree)};

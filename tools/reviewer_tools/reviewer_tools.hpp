@@ -33,7 +33,7 @@
 
 namespace tessik::cli {
 
-ReviewerTools make_reviewer_tools(std::shared_ptr<const SourceTree> tree);
+ReviewerTools make_reviewer_tools(const std::shared_ptr<const SourceTree>& tree);
 
 }  // namespace tessik::cli
 

@@ -1,8 +1,7 @@
 #include "reviewer_tools/source_tree.hpp"
 
-#include <stdlib.h>
-
 #include <algorithm>
+#include <cstdlib>
 
 #include <tessik/foundation/limits.hpp>
 

@@ -1,8 +1,8 @@
 // The working tree as a SourceTree side: files on disk under the top level.
-#include <stdlib.h>
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <system_error>
 
 #include <tessik/foundation/text.hpp>
@@ -28,7 +28,7 @@ std::string resolve_inside(const SourceTree::State& s, const std::string& rel) {
     if (err == ENOENT || err == ENOTDIR) throw ToolRefusal(quoted_path(rel) + " does not exist");
     throw ToolRefusal(quoted_path(rel) + " cannot be resolved");
   }
-  const std::string resolved(real);
+  std::string resolved(real);
   ::free(real);
   const std::string top = s.top.string();
   if (resolved != top && !resolved.starts_with(top + "/")) {

@@ -32,10 +32,13 @@ AgentChoice choose_agents(std::vector<LoadedAgent> agents, const std::vector<std
                     [&](const LoadedAgent& a) { return a.name() == name; })) {
       continue;
     }
-    std::string known;
-    for (const LoadedAgent& a : agents) known += (known.empty() ? "" : ", ") + a.name();
-    throw UsageError(names_from + " names the unknown agent " + detail::quoted_text(name) +
-                     "; the agents are: " + known);
+    std::string message = names_from + " names the unknown agent " + detail::quoted_text(name);
+    message += "; the agents are: ";
+    for (const LoadedAgent& a : agents) {
+      if (&a != &agents.front()) message += ", ";
+      message += a.name();
+    }
+    throw UsageError(message);
   }
   AgentChoice out;
   for (LoadedAgent& agent : agents) {

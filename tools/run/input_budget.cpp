@@ -104,12 +104,12 @@ std::vector<FileChange> cut_file(const FileChange& change, std::int64_t room) {
   for (std::size_t k = 0; k < pieces.size(); ++k) {
     std::string& text = pieces[k].text;
     if (text.ends_with('\n')) text.pop_back();
-    out.push_back(
-        {.file_path = change.file_path,
-         .diff = head + "[part " + std::to_string(k + 1) + " of " + std::to_string(pieces.size()) +
-                 " of this file's diff: the file is too large for one request and is "
-                 "cut " +
-                 (pieces[k].inside_hunk ? "inside a hunk" : "between hunks") + "]\n" + text});
+    std::string diff = head;
+    diff += "[part " + std::to_string(k + 1) + " of " + std::to_string(pieces.size());
+    diff += " of this file's diff: the file is too large for one request and is cut ";
+    diff += pieces[k].inside_hunk ? "inside a hunk]\n" : "between hunks]\n";
+    diff += text;
+    out.push_back({.file_path = change.file_path, .diff = std::move(diff)});
   }
   return out;
 }

@@ -35,7 +35,7 @@ YamlDocument load_definition_mapping(std::string_view yaml, const std::filesyste
     TypeError error("Agent definition " + path_text(path) +
                     ": expected a mapping of definition keys, got " + describe_value(data));
     error.set_position(document.place.value);
-    throw error;
+    throw error;  // NOLINT(misc-throw-by-value-catch-by-reference): built, then positioned
   }
   return document;
 }
@@ -52,7 +52,7 @@ AgentDefinition finish_definition(const Value& data, const std::filesystem::path
                       describe_value(definition.system_prompt));
       const YamlPlace* at = place ? find_place(data, *place, "system_prompt") : nullptr;
       if (at != nullptr) error.set_position(at->value);
-      throw error;
+      throw error;  // NOLINT(misc-throw-by-value-catch-by-reference): built, then positioned
     }
     definition.system_prompt = prepend_guard_rails(definition.system_prompt.as_string());
   }
