@@ -22,22 +22,22 @@ void write_file(const std::filesystem::path& path, const std::string& bytes) {
 }  // namespace
 
 std::string recording_stem(const std::string& agent, int call) {
+  if (agent.empty() || agent.find('/') != std::string::npos || agent.starts_with('.')) {
+    throw InvalidValueError("no reply can be recorded for the agent name " + repr(agent) +
+                            ": it is not a plain file name");
+  }
   return call <= 1 ? agent : agent + ".part-" + std::to_string(call);
 }
 
 void write_recording(const std::filesystem::path& directory, const std::string& agent,
                      const CompletionResult& result, int call) {
-  if (agent.empty() || agent.find('/') != std::string::npos || agent.starts_with('.')) {
-    throw InvalidValueError("no reply can be recorded for the agent name " + repr(agent) +
-                            ": it is not a plain file name");
-  }
+  const std::string stem = recording_stem(agent, call);
   std::error_code ec;
   std::filesystem::create_directories(directory, ec);
   if (ec) {
     throw FileSystemError("cannot create the recordings directory " + repr(directory.native()),
                           ec.value());
   }
-  const std::string stem = recording_stem(agent, call);
   write_file(directory / (stem + ".json"), result.text);
   Value::Mapping meta;
   if (result.stop_reason) meta.set("stop_reason", *result.stop_reason);

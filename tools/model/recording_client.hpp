@@ -67,7 +67,8 @@ void write_recording(const std::filesystem::path& directory, const std::string& 
                      const CompletionResult& result, int call = 1);
 
 // The name without extension of the files holding `agent`'s call number
-// `call`: "<agent>" for the first, "<agent>.part-N" for the Nth.
+// `call`: "<agent>" for the first, "<agent>.part-N" for the Nth. Throws
+// InvalidValueError for an agent name that is not a plain file name.
 std::string recording_stem(const std::string& agent, int call);
 
 }  // namespace tessik::cli

@@ -117,7 +117,7 @@ void FirstAnswer::notify() {
   cv_.notify_all();
 }
 
-bool FirstAnswer::answered() {
+bool FirstAnswer::answered() const {
   const std::lock_guard lock(mutex_);
   return answered_;
 }

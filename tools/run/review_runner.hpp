@@ -101,10 +101,10 @@ class FirstAnswer {
   // Blocks until `notify` has been called.
   void wait();
   // Whether `notify` has been called.
-  bool answered();
+  bool answered() const;
 
  private:
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
   std::condition_variable cv_;
   bool answered_ = false;
 };
